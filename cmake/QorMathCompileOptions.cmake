@@ -1,0 +1,23 @@
+# Every target of the project compiles alike: warnings, sanitizers and visibility are set here and nowhere else.
+
+add_library(qormath_compile_options INTERFACE)
+target_compile_features(qormath_compile_options INTERFACE cxx_std_20)
+target_compile_options(qormath_compile_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow
+  $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
+  $<$<BOOL:${QORMATH_WARNINGS_AS_ERRORS}>:-Werror>
+  # Contracting a*b+c into one rounding differs between compilers; results are to be the same bits everywhere.
+  -ffp-contract=off)
+
+if(QORMATH_SANITIZE)
+  string(REPLACE ";" "," qormath_sanitizers "${QORMATH_SANITIZE}")
+  target_compile_options(qormath_compile_options INTERFACE
+    -fsanitize=${qormath_sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(qormath_compile_options INTERFACE -fsanitize=${qormath_sanitizers})
+endif()
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)

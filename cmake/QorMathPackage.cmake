@@ -1,0 +1,31 @@
+# Installation: headers, both libraries, the CMake package and the pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS qormath EXPORT QorMathTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS qormath_static EXPORT QorMathStaticTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/qormath DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.hpp" PATTERN "*.h"
+  PATTERN detail EXCLUDE
+  PATTERN lapack EXCLUDE
+  PATTERN control_utility EXCLUDE)
+install(DIRECTORY ${PROJECT_BINARY_DIR}/generated/qormath DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(QORMATH_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QorMath)
+install(EXPORT QorMathTargets NAMESPACE QorMath:: DESTINATION ${QORMATH_PACKAGE_DIR})
+install(EXPORT QorMathStaticTargets NAMESPACE QorMath:: DESTINATION ${QORMATH_PACKAGE_DIR})
+configure_package_config_file(
+  ${PROJECT_SOURCE_DIR}/cmake/QorMathConfig.cmake.in ${PROJECT_BINARY_DIR}/QorMathConfig.cmake
+  INSTALL_DESTINATION ${QORMATH_PACKAGE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/QorMathConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/QorMathConfig.cmake ${PROJECT_BINARY_DIR}/QorMathConfigVersion.cmake
+  cmake/FindCBLAS.cmake cmake/FindLAPACKE.cmake cmake/QorMathNumericLibraries.cmake
+  DESTINATION ${QORMATH_PACKAGE_DIR})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/qormath.pc.in ${PROJECT_BINARY_DIR}/qormath.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qormath.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

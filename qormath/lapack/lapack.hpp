@@ -1,0 +1,191 @@
+#pragma once
+
+// LAPACK behind typed inline functions, through the LAPACKE calls that neither copy nor scan their arguments.
+// All matrices are column-major. Each function returns LAPACK's info: 0 for success, above 0 for an outcome that the
+// caller turns into what it has promised. Info below 0 is a mistake of the caller's code. Leading dimensions and work
+// lengths go out as at least 1, so that an empty matrix gives an empty result.
+//
+// LAPACK promises nothing about NaN and infinity: its iterations may stop the process or take them for an illegal
+// argument. Callers ask allFinite (finite.hpp) first.
+
+// LAPACKE's complex type is to be the C++ one; its default drags <complex.h> and the macro I into C++.
+#ifndef LAPACK_COMPLEX_CPP
+#define LAPACK_COMPLEX_CPP
+#endif
+#include <lapacke.h>
+
+#include <qormath/lapack/blas.hpp>
+
+// Kernels that LAPACKE leaves out, by their Fortran names.
+extern "C" {
+void dlanv2_(double* a, double* b, double* c, double* d, double* rt1r, double* rt1i, double* rt2r, double* rt2i,
+             double* cs, double* sn);
+void dlasy2_(const int* ltranl, const int* ltranr, const int* isgn, const int* n1, const int* n2, const double* tl,
+             const int* ldtl, const double* tr, const int* ldtr, const double* b, const int* ldb, double* scale,
+             double* x, const int* ldx, double* xnorm, int* info);
+void dlartg_(const double* f, const double* g, double* c, double* s, double* r);
+}
+
+namespace qormath::lapack {
+
+/// Machine parameters by LAPACK's letters. The relative machine precision "e" is 2^-53.
+inline double lamch(char which) {
+    return LAPACKE_dlamch_work(which);
+}
+
+/// Relative machine precision, 2^-53.
+inline double machineEpsilon() {
+    return lamch('e');
+}
+
+// ---------------------------------------------------------------- copies, norms and elementary transformations
+
+/// Copies an m by n matrix.
+inline void lacpy(int m, int n, const double* a, int lda, double* b, int ldb) {
+    LAPACKE_dlacpy_work(LAPACK_COL_MAJOR, 'A', m, n, a, atLeastOne(lda), b, atLeastOne(ldb));
+}
+
+/// Copies one triangle, with the diagonal, of an m by n matrix.
+inline void lacpy(Triangle triangle, int m, int n, const double* a, int lda, double* b, int ldb) {
+    LAPACKE_dlacpy_work(LAPACK_COL_MAJOR, static_cast<char>(triangle), m, n, a, atLeastOne(lda), b, atLeastOne(ldb));
+}
+
+/// Sets an m by n matrix to offDiagonal outside and diagonal on the diagonal.
+inline void laset(int m, int n, double offDiagonal, double diagonal, double* a, int lda) {
+    LAPACKE_dlaset_work(LAPACK_COL_MAJOR, 'A', m, n, offDiagonal, diagonal, a, atLeastOne(lda));
+}
+
+enum class Norm : char { maxAbs = 'M', frobenius = 'F' };
+
+/// The largest absolute element, or the Frobenius norm, of an m by n matrix.
+inline double lange(Norm norm, int m, int n, const double* a, int lda) {
+    double work = 0.0;
+    return LAPACKE_dlange_work(LAPACK_COL_MAJOR, static_cast<char>(norm), m, n, a, atLeastOne(lda), &work);
+}
+
+/// The 1-norm of an m by n matrix.
+inline double lange1(int m, int n, const double* a, int lda) {
+    double work = 0.0;
+    return LAPACKE_dlange_work(LAPACK_COL_MAJOR, '1', m, n, a, atLeastOne(lda), &work);
+}
+
+/// Plane rotation that takes (f, g) to (r, 0).
+inline void lartg(double f, double g, double& c, double& s, double& r) {
+    dlartg_(&f, &g, &c, &s, &r);
+}
+
+/// Elementary reflector of order n that takes (alpha, x) to (beta, 0); alpha becomes beta, x the reflector's tail.
+inline void larfg(int n, double& alpha, double* x, int incx, double& tau) {
+    LAPACKE_dlarfg_work(n, &alpha, x, incx, &tau);
+}
+
+/// Brings a 2 by 2 block to standard real Schur form by a rotation (cs, sn), and tells its eigenvalues.
+inline void lanv2(double& a, double& b, double& c, double& d, double& re1, double& im1, double& re2, double& im2,
+                  double& cs, double& sn) {
+    dlanv2_(&a, &b, &c, &d, &re1, &im1, &re2, &im2, &cs, &sn);
+}
+
+/// Solves op(tl) x + sign x op(tr) = scale b for blocks of order 1 or 2. Info 1: the blocks were perturbed.
+inline int lasy2(Op opLeft, Op opRight, int sign, int n1, int n2, const double* tl, int ldtl, const double* tr,
+                 int ldtr, const double* b, int ldb, double& scale, double* x, int ldx, double& xnorm) {
+    const int transLeft = opLeft == Op::transpose;
+    const int transRight = opRight == Op::transpose;
+    int info = 0;
+    dlasy2_(&transLeft, &transRight, &sign, &n1, &n2, tl, &ldtl, tr, &ldtr, b, &ldb, &scale, x, &ldx, &xnorm, &info);
+    return info;
+}
+
+// ---------------------------------------------------------------- linear systems
+
+/// LU factorisation with partial pivoting of an m by n matrix. Info k above 0: pivot k is exactly zero.
+inline int getrf(int m, int n, double* a, int lda, int* pivots) {
+    return LAPACKE_dgetrf_work(LAPACK_COL_MAJOR, m, n, a, atLeastOne(lda), pivots);
+}
+
+/// Solves op(a) x = b from the factors of getrf.
+inline int getrs(Op op, int n, int rhs, const double* lu, int lda, const int* pivots, double* b, int ldb) {
+    return LAPACKE_dgetrs_work(LAPACK_COL_MAJOR, static_cast<char>(op), n, rhs, lu, atLeastOne(lda), pivots, b,
+                               atLeastOne(ldb));
+}
+
+// ---------------------------------------------------------------- orthogonal factorisations
+
+inline int geqrf(int m, int n, double* a, int lda, double* tau, double* work, int lwork) {
+    return LAPACKE_dgeqrf_work(LAPACK_COL_MAJOR, m, n, a, atLeastOne(lda), tau, work, lwork);
+}
+
+inline int gerqf(int m, int n, double* a, int lda, double* tau, double* work, int lwork) {
+    return LAPACKE_dgerqf_work(LAPACK_COL_MAJOR, m, n, a, atLeastOne(lda), tau, work, lwork);
+}
+
+/// QR with column pivoting; pivots is one-based, 0 on entry leaves a column free.
+inline int geqp3(int m, int n, double* a, int lda, int* pivots, double* tau, double* work, int lwork) {
+    return LAPACKE_dgeqp3_work(LAPACK_COL_MAJOR, m, n, a, atLeastOne(lda), pivots, tau, work, lwork);
+}
+
+inline int orgqr(int m, int n, int k, double* a, int lda, const double* tau, double* work, int lwork) {
+    return LAPACKE_dorgqr_work(LAPACK_COL_MAJOR, m, n, k, a, atLeastOne(lda), tau, work, lwork);
+}
+
+/// c = op(q) c or c op(q), with q the product of k reflectors that geqrf or geqp3 left in a, and c of m by n.
+inline int ormqr(Side side, Op op, int m, int n, int k, const double* a, int lda, const double* tau, double* c, int ldc,
+                 double* work, int lwork) {
+    return LAPACKE_dormqr_work(LAPACK_COL_MAJOR, static_cast<char>(side), static_cast<char>(op), m, n, k, a,
+                               atLeastOne(lda), tau, c, atLeastOne(ldc), work, lwork);
+}
+
+inline int ormrq(Side side, Op op, int m, int n, int k, const double* a, int lda, const double* tau, double* c, int ldc,
+                 double* work, int lwork) {
+    return LAPACKE_dormrq_work(LAPACK_COL_MAJOR, static_cast<char>(side), static_cast<char>(op), m, n, k, a,
+                               atLeastOne(lda), tau, c, atLeastOne(ldc), work, lwork);
+}
+
+// ---------------------------------------------------------------- singular values
+
+/// Singular value decomposition; jobu and jobvt as in LAPACK ('A', 'S', 'O', 'N').
+inline int gesvd(char jobu, char jobvt, int m, int n, double* a, int lda, double* s, double* u, int ldu, double* vt,
+                 int ldvt, double* work, int lwork) {
+    return LAPACKE_dgesvd_work(LAPACK_COL_MAJOR, jobu, jobvt, m, n, a, atLeastOne(lda), s, u, atLeastOne(ldu), vt,
+                               atLeastOne(ldvt), work, lwork);
+}
+
+// ---------------------------------------------------------------- eigenvalues and Schur forms
+
+/// Balances a square matrix; job 'S' scales, 'P' permutes, 'B' does both.
+inline int gebal(char job, int n, double* a, int lda, int& ilo, int& ihi, double* scale) {
+    return LAPACKE_dgebal_work(LAPACK_COL_MAJOR, job, n, a, atLeastOne(lda), &ilo, &ihi, scale);
+}
+
+inline int gehrd(int n, int ilo, int ihi, double* a, int lda, double* tau, double* work, int lwork) {
+    return LAPACKE_dgehrd_work(LAPACK_COL_MAJOR, n, ilo, ihi, a, atLeastOne(lda), tau, work, lwork);
+}
+
+inline int hseqr(char job, char compz, int n, int ilo, int ihi, double* h, int ldh, double* wr, double* wi, double* z,
+                 int ldz, double* work, int lwork) {
+    return LAPACKE_dhseqr_work(LAPACK_COL_MAJOR, job, compz, n, ilo, ihi, h, atLeastOne(ldh), wr, wi, z,
+                               atLeastOne(ldz), work, lwork);
+}
+
+/// Unordered real Schur form with vectors, a = vs t vs'; a is overwritten by t.
+inline int gees(int n, double* a, int lda, double* wr, double* wi, double* vs, int ldvs, double* work, int lwork) {
+    int sdim = 0;
+    int bwork = 0;
+    return LAPACKE_dgees_work(LAPACK_COL_MAJOR, 'V', 'N', nullptr, n, a, atLeastOne(lda), &sdim, wr, wi, vs,
+                              atLeastOne(ldvs), work, lwork, &bwork);
+}
+
+/// Moves the diagonal block of a Schur form at row first (one-based) to row last, and updates q. Info 1: two blocks
+/// are too close to swap. first and last return the rows that were used.
+inline int trexc(int n, double* t, int ldt, double* q, int ldq, int& first, int& last, double* work) {
+    return LAPACKE_dtrexc_work(LAPACK_COL_MAJOR, 'V', n, t, atLeastOne(ldt), q, atLeastOne(ldq), &first, &last, work);
+}
+
+/// Solves op(a) x + sign x op(b) = scale c for quasi-triangular a (m) and b (n); c becomes x. Info 1: the spectra
+/// were too close and have been perturbed.
+inline int trsyl(Op opA, Op opB, int sign, int m, int n, const double* a, int lda, const double* b, int ldb, double* c,
+                 int ldc, double& scale) {
+    return LAPACKE_dtrsyl_work(LAPACK_COL_MAJOR, static_cast<char>(opA), static_cast<char>(opB), sign, m, n, a,
+                               atLeastOne(lda), b, atLeastOne(ldb), c, atLeastOne(ldc), &scale);
+}
+
+}  // namespace qormath::lapack
