@@ -1,18 +1,18 @@
 #pragma once
 
-#include <qormath/export.h>
-
 #include <cstdint>
 #include <string>
+
+#include <qormath/export.h>
 
 namespace QorMathLA {
 
 /// The codes that an xmsg carries.
-inline constexpr std::int32_t NoConvergence = 4;        ///< an iteration of the core exceeded its limit
-inline constexpr std::int32_t DimensionMismatch = 5;    ///< operands of an operator do not fit
-inline constexpr std::int32_t TransposedDataAccess = 9; ///< raw data of a transposed matrix was asked for
-inline constexpr std::int32_t DivisionByZero = 10;      ///< division by a scalar that equals 0.0
-inline constexpr std::int32_t NumericFailure = 11;      ///< a LAPACK routine returned a non-zero info
+inline constexpr std::int32_t NoConvergence = 4;         ///< an iteration of the core exceeded its limit
+inline constexpr std::int32_t DimensionMismatch = 5;     ///< operands of an operator do not fit
+inline constexpr std::int32_t TransposedDataAccess = 9;  ///< raw data of a transposed matrix was asked for
+inline constexpr std::int32_t DivisionByZero = 10;       ///< division by a scalar that equals 0.0
+inline constexpr std::int32_t NumericFailure = 11;       ///< a LAPACK routine returned a non-zero info
 
 /// The exception of the linear-algebra core, thrown by value. Everything above the core, and a view operator that
 /// meets a stride mismatch, throws the plain int -1 instead.

@@ -1,0 +1,13 @@
+#pragma once
+
+namespace QorMathLA {
+
+/// A complex number as complex LAPACK routines take it: two doubles, without arithmetic of its own.
+struct _MKL_Complex16 {
+    double real;
+    double imag;
+};
+
+}  // namespace QorMathLA
+
+using QorMathLA::_MKL_Complex16;
