@@ -1,0 +1,131 @@
+#pragma once
+
+#include <qormath/control/reduction_type.hpp>
+#include <qormath/control/schur_order.hpp>
+#include <qormath/control/system_type.hpp>
+#include <qormath/core/matrix.hpp>
+#include <qormath/core/vector.hpp>
+#include <qormath/export.h>
+
+class LTIStateSpaceModel;
+
+/// The control functions: static members only, no data. A numerical failure is the plain int -1; operands that do not
+/// fit and the failures of the core arrive as QorMathLA::xmsg. Nothing is rolled back. The machine precision eps
+/// below is 2^-53, and root its square root.
+class QORMATH_API QorMathControl {
+  public:
+    template <class T>
+    using Matrix = QorMathLA::Matrix<T>;
+    template <class T>
+    using Vector = QorMathLA::Vector<T>;
+
+    // ---------------------------------------------------------------- Schur forms
+
+    /// Real Schur form a = q t q' with the eigenvalues in one of nine orders along the diagonal. t is quasi upper
+    /// triangular, a complex pair being a 2 by 2 block; wr and wi hold the eigenvalues in diagonal order. The four are
+    /// replaced, unless a has no rows: then nothing is written. n is the row count of a, which is taken for square.
+    ///
+    /// The orders 1 to 4 move the selected eigenvalues to the top. The orders 5 to 8 sort adjacent diagonal blocks by
+    /// modulus or real part until the keys are in order up to 1e-10, an absolute number. Any other value acts as
+    /// schurUnordered.
+    ///
+    /// Throws the int -1 if the iteration fails or two blocks are too close to be exchanged, xmsg 9 if t or q is a
+    /// transposed view. Cost: about 25 n^3 operations, and 6 n more for each exchange of two blocks.
+    /// Source: G. H. Golub, C. F. Van Loan, "Matrix Computations", 4th ed., chapter 7; Z. Bai, J. W. Demmel, "On
+    /// swapping diagonal blocks in real Schur form", Linear Algebra Appl. 186 (1993).
+    static void SchurDecomposition(const Matrix<double>& a, Matrix<double>& t, Matrix<double>& q, Vector<double>& wr,
+                                   Vector<double>& wi, const schurOrder& order);
+
+    /// Replaces q by an unset n by n matrix, with n the rows of t, and changes nothing else; it reorders nothing.
+    /// Throws the int -1 if order is schurUnordered, after q has been replaced. SchurDecomposition gives an ordered
+    /// form.
+    static void ReorderBlockDiagonalsOfSchurForm(Matrix<double>& t, Matrix<double>& q, int& sdim,
+                                                 const systemType& type, const schurOrder& order);
+
+    // ---------------------------------------------------------------- structure
+
+    /// Which states of (a, b) the inputs do not reach: flags has an entry for each state, 1 if it is free of the
+    /// uncontrollable part and 0 if it is touched by it, an exact test; count is the order of the uncontrollable part.
+    /// tol is the tolerance of the rank decisions, relative to the larger norm of the pair; 0 or below means n eps.
+    static void Controllability(const Matrix<double>& a, const Matrix<double>& b, Vector<int>& flags, int& count,
+                                double tol);
+
+    /// Which states of (a, c) the outputs do not show; as Controllability on the dual pair.
+    static void Observability(const Matrix<double>& a, const Matrix<double>& c, Vector<int>& flags, int& count,
+                              double tol);
+
+    /// As Observability; unstable tells how many eigenvalues of the unobservable part have a modulus of at least
+    /// 1 - tol. The test is that of a discrete model, whatever the pair describes.
+    static void Detectability(const Matrix<double>& a, const Matrix<double>& c, Vector<int>& flags, int& count,
+                              int& unstable, double tol);
+
+    // ---------------------------------------------------------------- conditioning
+
+    /// Brings a model to minimal form: states that do not connect inputs with outputs go, poles near the stability
+    /// limit move onto it, and A becomes block diagonal with the marginal and unstable modes, themselves cut to their
+    /// controllable and observable core, ahead of the stable ones.
+    ///
+    /// report becomes seven counts: states removed; states of the leading block; diagonal elements of A equal to 1.0
+    /// exactly (integrators of a discrete model); stable states; eigenvalues below delayTolerance in modulus (discrete
+    /// models only); suggested coarse order and fine order: the states at entry, less those taken out of the leading
+    /// block, less one for each Hankel singular value below 0.005, respectively 1e-5, times the largest.
+    ///
+    /// A negative tolerance asks for its default: stabilityTolerance root; delayTolerance root, and never less;
+    /// rampTolerance that of stabilityTolerance, and never less than root. A pole counts as marginal or unstable from
+    /// a modulus of 1 - stabilityTolerance, in a continuous model from a real part of -stabilityTolerance.
+    ///
+    /// Throws the int -1 if the reduction or the Schur form fails, and the errors of the core. The model is then left
+    /// at the stage that it had reached, the report unchanged.
+    static void MinimalRealization(LTIStateSpaceModel& model, Vector<int>& report, double stabilityTolerance,
+                                   double delayTolerance, double rampTolerance);
+
+    /// Reduces the stable part of (a, b, c, d) by balanced truncation, in place. Eigenvalues on or beyond alpha, a
+    /// modulus in a discrete and a real part in a continuous system, stay unreduced in a leading block, in real Schur
+    /// form; a becomes block diagonal. hsv becomes the Hankel singular values of the stable part, largest first.
+    ///
+    /// order is that of the whole result; 0 or less keeps what lies above residualTolerance, and 0.0 or less for that
+    /// asks for ns * eps * the largest Hankel singular value, ns being the order of the stable part. An alpha below
+    /// -0.9 stands for the default, 1 - root in a discrete system and -root in a continuous one.
+    ///
+    /// Throws the int -1 for a type other than reductionBalanced and reductionBalancedShrink (the system is then
+    /// unchanged, hsv resized) and if the reduction fails; xmsg 9 for a transposed matrix. The matrices must be whole
+    /// and packed. The error of the reduced system is at most twice the sum of the discarded Hankel singular values.
+    static void ModelReduction(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                               Vector<double>& hsv, const reductionType& type, const systemType& sysType, int order,
+                               double alpha, double residualTolerance);
+
+    /// Scales the states of (a, b, c) by powers of two so as to reduce the norm of the system, in place: with S the
+    /// diagonal matrix of scale, a becomes S^-1 a S, b becomes S^-1 b and c becomes c S. maxReduction limits the
+    /// reduction. Throws the int -1 if the routine fails, xmsg 9 for a transposed matrix.
+    static void BalanceABC(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Vector<double>& scale,
+                           double maxReduction);
+
+    /// Splits a model into a stable and an unstable part whose sum is the model's minimal realisation. A pole counts
+    /// as unstable from a modulus of 1 + tolerance, in a continuous model from a real part of tolerance; a negative
+    /// tolerance is taken as it stands and moves the limit inwards. The feedthrough stays with the stable part, and is
+    /// lost if no state is stable. stable may be the model itself. No gain is corrected.
+    static void RemoveUnstable(LTIStateSpaceModel& model, LTIStateSpaceModel& stable, LTIStateSpaceModel& unstable,
+                               double tolerance);
+
+    /// Splits a model into its ramps (modes at exactly 1.0 after minimal realisation) and the rest, which stays in
+    /// model. Without ramps nothing is changed. The feedthrough stays with model, except where all states are ramps.
+    static void RemoveRamps(LTIStateSpaceModel& model, LTIStateSpaceModel& ramps);
+
+    /// Cuts a model of marginal modes to its controllable and observable core, clears its feedthrough and sets
+    /// elements below root to zero. In a discrete model every diagonal element of A becomes 1.0.
+    static void ShrinkRamps(LTIStateSpaceModel& model, double tolerance);
+
+    /// Adds a small fast parallel model where the steady-state gain differs from targetGain by more than gainTolerance
+    /// percent of the target (never less than root, absolutely). The correction of n outputs that need one acts on the
+    /// first n outputs of the model. realizationTolerance is the first tolerance of the MinimalRealization of the
+    /// sum, which is kept if it saves states. The model must not have a pole at the stability limit.
+    static void RetainGain(LTIStateSpaceModel& model, const Matrix<double>& targetGain, double realizationTolerance,
+                           double gainTolerance);
+
+  private:
+    static void SchurDecompositionHelper(const Matrix<double>& a, Matrix<double>& t, Matrix<double>& q,
+                                         Vector<double>& wr, Vector<double>& wi, const schurOrder& order);
+    static void PseudoRamp2Ramp(LTIStateSpaceModel& model, double tolerance);
+
+    friend struct QorMathControlTestAccess;
+};
