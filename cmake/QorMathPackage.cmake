@@ -27,5 +27,8 @@ install(FILES
   cmake/FindCBLAS.cmake cmake/FindLAPACKE.cmake cmake/QorMathNumericLibraries.cmake
   DESTINATION ${QORMATH_PACKAGE_DIR})
 
+# The prefix is found from the place of the .pc file, so that the installed tree can be moved.
+set(pkgconfig_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH QORMATH_PC_TO_PREFIX ${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qormath.pc.in ${PROJECT_BINARY_DIR}/qormath.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qormath.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -3,9 +3,8 @@
 // The BLAS behind typed inline functions. All matrices are column-major. Leading dimensions go out as at least 1,
 // so that an empty matrix gives an empty result instead of a call of the BLAS argument handler.
 
-#include <cblas.h>
-
 #include <algorithm>
+#include <cblas.h>
 
 namespace qormath::lapack {
 

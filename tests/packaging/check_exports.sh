@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# Usage: check_exports.sh NM C++FILT LIBRARY MAP
+#        check_exports.sh --self-test MAP
+# Fails if LIBRARY exports a symbol outside its interface, which is: the namespace QorMathLA, the global classes,
+# and the C functions that the version map names. Also fails if the interface itself is missing.
+
+set -euo pipefail
+
+# check MAP: reads demangled symbols from standard input, one a line, and prints those that do not belong.
+check() {
+    local c_functions
+    c_functions=$(sed -nE 's/^ +([A-Za-z][A-Za-z_0-9]*);$/\1/p' "$1")
+    awk -v c_functions="$c_functions" '
+        BEGIN { count = split(c_functions, names, "\n"); for (i = 1; i <= count; ++i) isCFunction[names[i]] = 1 }
+        { symbol = $0 }
+        symbol ~ /^QORMATH_[0-9.]+$/ { next }          # the version itself
+        symbol in isCFunction { next }
+        {
+            # Type information and tables belong to the class that they name; a template function shows its return
+            # type first, so that its own name is the last qualified one before the argument list.
+            sub(/^(typeinfo|typeinfo name|vtable) for /, "", symbol)
+            if (symbol ~ /^(QorMathLA|LTIStateSpaceModel|LTIFIRModel|AbilityManager|QorMathControl)(::|$)/) next
+            if (symbol ~ /^[A-Za-z_:<>, *&]+ QorMathLA::[A-Za-z_]+.*\(/) next
+            print "does not belong to the interface: " $0
+            failed = 1
+        }
+        END { exit failed }'
+}
+
+selfTest() {
+    local symbol failures=0
+    while read -r symbol; do
+        check "$1" <<<"$symbol" || failures=1
+    done <<'END'
+QorMathLA::xmsg::xmsg(int, char const*)
+typeinfo for QorMathLA::xmsg
+QorMathLA::MatrixSoft<double> QorMathLA::operator*<double>(QorMathLA::Matrix<double> const&, double)
+LTIFIRModel::ReadModel(char const*)
+firClose
+QORMATH_0.1
+END
+    while read -r symbol; do
+        if check "$1" <<<"$symbol" >/dev/null; then
+            echo "self-test: not found: $symbol"
+            failures=1
+        fi
+    done <<'END'
+std::vector<double, std::allocator<double> >::_M_realloc_insert(double const&)
+void std::vector<QorMathLA::Range, std::allocator<QorMathLA::Range> >::_M_realloc_insert<QorMathLA::Range>()
+qormath::control_utility::split(int)
+int qormath::models::parse<QorMathLA::Range>(QorMathLA::Range const&)
+typeinfo for std::runtime_error
+LTIStateSpaceModelHelper::run()
+GetNextCaseLine
+dgees_
+END
+    return $failures
+}
+
+if [ "$1" = --self-test ]; then
+    selfTest "$2"
+    exit
+fi
+
+# Versions are cut off before the names are demangled; llvm-nm does not demangle a name with a version.
+exports=$("$1" -D --defined-only --format=posix "$3" | awk '{ sub(/@.*/, "", $1); print $1 }' | "$2")
+if ! grep -q '^QorMathLA::xmsg::xmsg(int, char const\*)' <<<"$exports"; then
+    echo "$3 does not export QorMathLA::xmsg"
+    exit 1
+fi
+check "$4" <<<"$exports"

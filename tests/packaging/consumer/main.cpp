@@ -1,0 +1,15 @@
+#include <qormath/core/xmsg.hpp>
+#include <qormath/version.hpp>
+
+#include <cstdio>
+#include <cstring>
+
+// Throws and catches a class of the library, which needs its code, its type information and its headers.
+int main() {
+    try {
+        throw QorMathLA::xmsg(QorMathLA::NumericFailure, "100 %");
+    } catch (const QorMathLA::xmsg& error) {
+        std::printf("QorMath %s\n", QORMATH_VERSION);
+        return std::strcmp(error.message.c_str(), "100 %") == 0 && error.code == 11 ? 0 : 1;
+    }
+}
