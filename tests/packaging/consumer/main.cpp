@@ -1,8 +1,8 @@
-#include <qormath/core/xmsg.hpp>
-#include <qormath/version.hpp>
-
 #include <cstdio>
 #include <cstring>
+
+#include <qormath/core/xmsg.hpp>
+#include <qormath/version.hpp>
 
 // Throws and catches a class of the library, which needs its code, its type information and its headers.
 int main() {
