@@ -1,0 +1,231 @@
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include <qormath/control_utility/schur_reordering.hpp>
+#include <qormath/lapack/lapack.hpp>
+
+namespace qormath::control_utility {
+
+namespace {
+
+using lapack::Op;
+
+// Up to this order single swaps over the whole form are as fast as windows (measured: equal near 130).
+constexpr int plainOrder = 128;
+// Rows of marked blocks that travel together, and the height of the window they travel in. Twice the group is the
+// ratio of fewest flops for each swap; the window's two matrices stay in the second-level cache.
+constexpr int groupRows = 32;
+constexpr int windowRows = 2 * groupRows;
+// Rows or columns of t and q that one product updates, so that the copy it needs stays in the cache.
+constexpr int stripLength = 256;
+
+bool startsPair(int n, const double* t, int ldt, int row) {
+    return row + 1 < n && t[row + 1 + static_cast<std::ptrdiff_t>(row) * ldt] != 0.0;
+}
+
+std::vector<char> marksOfWholeBlocks(const char* selected, int n, const double* t, int ldt) {
+    std::vector<char> marks(static_cast<std::size_t>(n), 0);
+    for (int row = 0; row < n;) {
+        const int size = startsPair(n, t, ldt, row) ? 2 : 1;
+        const bool marked = selected[row] != 0 || (size == 2 && selected[row + 1] != 0);
+        std::fill_n(marks.begin() + row, size, static_cast<char>(marked));
+        row += size;
+    }
+    return marks;
+}
+
+/// Moves the marked blocks to the top by single swaps; top is the number of rows that have arrived there.
+int moveMarkedToTop(const char* marks, int n, double* t, int ldt, double* q, int ldq, double* work, int& top) {
+    top = 0;
+    for (int row = 0; row < n;) {
+        const int size = startsPair(n, t, ldt, row) ? 2 : 1;
+        if (marks[row]) {
+            if (row > top) {
+                int first = row + 1;
+                int last = top + 1;
+                const int info = lapack::trexc(n, t, ldt, q, ldq, first, last, work);
+                if (info != 0) {
+                    return info;
+                }
+            }
+            top += size;
+        }
+        row += size;
+    }
+    return 0;
+}
+
+/// The blocked reordering of one form: its matrices, the marks, and the window's own workspace.
+class WindowedReordering {
+  public:
+    WindowedReordering(std::vector<char> marks, int n, double* t, int ldt, double* q, int ldq)
+        : marks_(std::move(marks)),
+          n_(n),
+          t_(t),
+          ldt_(ldt),
+          q_(q),
+          ldq_(ldq),
+          // A window grows by one row where its edge would cut a pair.
+          window_(square(windowRows + 1)),
+          rotation_(square(windowRows + 1)),
+          strip_(static_cast<std::size_t>(windowRows + 1) * stripLength),
+          work_(static_cast<std::size_t>(windowRows + 1)) {}
+
+    int run(int& leading) {
+        leading = 0;
+        while (true) {
+            while (leading < n_ && mark(leading)) {
+                ++leading;
+            }
+            int rows = 0;
+            const int end = endOfGroup(leading, rows);
+            if (rows == 0) {
+                return 0;
+            }
+            const int info = moveGroup(leading, end);
+            if (info != 0) {
+                return info;
+            }
+            leading += rows;
+        }
+    }
+
+  private:
+    static std::size_t square(int order) { return static_cast<std::size_t>(order) * static_cast<std::size_t>(order); }
+
+    bool mark(int row) const { return marks_[static_cast<std::size_t>(row)] != 0; }
+
+    /// One past the last row of the next group of marked blocks at or below begin; rows is the group's size.
+    int endOfGroup(int begin, int& rows) const {
+        rows = 0;
+        int end = begin;
+        for (int row = begin; row < n_ && rows < groupRows;) {
+            const int size = startsPair(n_, t_, ldt_, row) ? 2 : 1;
+            if (mark(row)) {
+                rows += size;
+                end = row + size;
+            }
+            row += size;
+        }
+        return end;
+    }
+
+    /// Moves the marked blocks of rows begin to end - 1 up to row begin, window by window from the bottom.
+    int moveGroup(int begin, int end) {
+        while (true) {
+            int top = std::max(begin, end - windowRows);
+            if (top > begin && startsPair(n_, t_, ldt_, top - 1)) {
+                --top;
+            }
+            int first = top;
+            while (first < end && mark(first)) {
+                ++first;
+            }
+            const int info = reorderWindow(first, end);
+            if (info != 0 || top == begin) {
+                return info;
+            }
+            end = top + static_cast<int>(std::count_if(marks_.begin() + top, marks_.begin() + end,
+                                                       [](char marked) { return marked != 0; }));
+        }
+    }
+
+    int reorderWindow(int begin, int end) {
+        const int size = end - begin;
+        const auto windowMarks = marks_.begin() + begin;
+        if (std::find(windowMarks, windowMarks + size, char{1}) == windowMarks + size) {
+            return 0;
+        }
+        double* const corner = t_ + begin + static_cast<std::ptrdiff_t>(begin) * ldt_;
+        lapack::lacpy(size, size, corner, ldt_, window_.data(), size);
+        lapack::laset(size, size, 0.0, 1.0, rotation_.data(), size);
+        int top = 0;
+        const int info = moveMarkedToTop(marks_.data() + begin, size, window_.data(), size, rotation_.data(), size,
+                                         work_.data(), top);
+        // What has been swapped before a failure is written back too, so that t and q remain one Schur form.
+        lapack::lacpy(size, size, window_.data(), size, corner, ldt_);
+        multiplyFromRight(begin, t_ + static_cast<std::ptrdiff_t>(begin) * ldt_, ldt_, size);
+        multiplyFromRight(n_, q_ + static_cast<std::ptrdiff_t>(begin) * ldq_, ldq_, size);
+        multiplyFromLeft(n_ - end, t_ + begin + static_cast<std::ptrdiff_t>(end) * ldt_, size);
+        if (info == 0) {
+            std::fill_n(windowMarks, top, char{1});
+            std::fill(windowMarks + top, windowMarks + size, char{0});
+        }
+        return info;
+    }
+
+    /// x = x rotation, with x of rows by size.
+    void multiplyFromRight(int rows, double* x, int ldx, int size) {
+        for (int row = 0; row < rows; row += stripLength) {
+            const int count = std::min(stripLength, rows - row);
+            lapack::lacpy(count, size, x + row, ldx, strip_.data(), count);
+            lapack::gemm(Op::none, Op::none, count, size, size, 1.0, strip_.data(), count, rotation_.data(), size, 0.0,
+                         x + row, ldx);
+        }
+    }
+
+    /// x = rotation' x, with x of size by columns, inside t.
+    void multiplyFromLeft(int columns, double* x, int size) {
+        for (int column = 0; column < columns; column += stripLength) {
+            const int count = std::min(stripLength, columns - column);
+            double* const part = x + static_cast<std::ptrdiff_t>(column) * ldt_;
+            lapack::lacpy(size, count, part, ldt_, strip_.data(), size);
+            lapack::gemm(Op::transpose, Op::none, size, count, size, 1.0, rotation_.data(), size, strip_.data(), size,
+                         0.0, part, ldt_);
+        }
+    }
+
+    std::vector<char> marks_;
+    int n_;
+    double* t_;
+    int ldt_;
+    double* q_;
+    int ldq_;
+    std::vector<double> window_;
+    std::vector<double> rotation_;
+    std::vector<double> strip_;
+    std::vector<double> work_;
+};
+
+}  // namespace
+
+void eigenvaluesOfSchurDiagonal(int n, const double* t, int ldt, double* wr, double* wi) {
+    for (int row = 0; row < n;) {
+        const double* const corner = t + row + static_cast<std::ptrdiff_t>(row) * ldt;
+        wr[row] = corner[0];
+        wi[row] = 0.0;
+        if (startsPair(n, t, ldt, row)) {
+            // Two roots, since the product of the two elements may overflow or underflow.
+            wi[row] = std::sqrt(std::abs(corner[1])) * std::sqrt(std::abs(corner[ldt]));
+            wr[row + 1] = corner[ldt + 1];
+            wi[row + 1] = -wi[row];
+            ++row;
+        }
+        ++row;
+    }
+}
+
+int reorderSchurFormPlain(const char* selected, int n, double* t, int ldt, double* q, int ldq, double* wr, double* wi,
+                          int& leading) {
+    const std::vector<char> marks = marksOfWholeBlocks(selected, n, t, ldt);
+    std::vector<double> work(static_cast<std::size_t>(n));
+    const int info = moveMarkedToTop(marks.data(), n, t, ldt, q, ldq, work.data(), leading);
+    eigenvaluesOfSchurDiagonal(n, t, ldt, wr, wi);
+    return info;
+}
+
+int reorderSchurForm(const char* selected, int n, double* t, int ldt, double* q, int ldq, double* wr, double* wi,
+                     int& leading) {
+    if (n <= plainOrder) {
+        return reorderSchurFormPlain(selected, n, t, ldt, q, ldq, wr, wi, leading);
+    }
+    WindowedReordering reordering(marksOfWholeBlocks(selected, n, t, ldt), n, t, ldt, q, ldq);
+    const int info = reordering.run(leading);
+    eigenvaluesOfSchurDiagonal(n, t, ldt, wr, wi);
+    return info;
+}
+
+}  // namespace qormath::control_utility

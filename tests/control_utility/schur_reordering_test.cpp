@@ -1,0 +1,256 @@
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include <qormath/control_utility/schur_reordering.hpp>
+#include <qormath/lapack/lapack.hpp>
+
+#include "support/schur_checks.hpp"
+
+namespace {
+
+using namespace qormath;
+using control_utility::eigenvaluesOfSchurDiagonal;
+using control_utility::reorderSchurForm;
+using control_utility::reorderSchurFormPlain;
+
+// Residuals are held to this many n * eps * norm. Each element passes about n swaps, but only through the blocks that
+// cross it, and rounding errors of rotations add up like their root.
+constexpr double ratioLimit = 10.0;
+
+struct Form {
+    int n = 0;
+    std::vector<double> t, q, wr, wi;
+};
+
+/// A standard quasi-triangular form with eigenvalues 1, 2, 3, ... (real parts; a pair shares one and has imaginary part
+/// 1/2), weakly coupled, so that each eigenvalue is known to about n * eps * n; q is the identity.
+Form knownForm(int n, double pairShare, unsigned seed) {
+    Form form{n, std::vector<double>(test::cells(n, n)), std::vector<double>(test::cells(n, n)), {}, {}};
+    form.wr.resize(static_cast<std::size_t>(n));
+    form.wi.resize(static_cast<std::size_t>(n));
+    test::NormalNumbers numbers(seed);
+    const auto at = [&](int i, int j) -> double& { return form.t[test::cells(j, n) + static_cast<std::size_t>(i)]; };
+    for (int j = 0; j < n; ++j) {
+        for (int i = 0; i < j; ++i) {
+            at(i, j) = 0.1 * numbers.normal() / n;
+        }
+    }
+    for (int row = 0; row < n;) {
+        const double value = row + 1.0;
+        at(row, row) = value;
+        if (row + 1 < n && numbers.uniform() < pairShare) {
+            at(row + 1, row + 1) = value;
+            at(row, row + 1) = 1.0;
+            at(row + 1, row) = -0.25;
+            ++row;
+        }
+        ++row;
+    }
+    lapack::laset(n, n, 0.0, 1.0, form.q.data(), n);
+    eigenvaluesOfSchurDiagonal(n, form.t.data(), n, form.wr.data(), form.wi.data());
+    return form;
+}
+
+/// Marks about the given share of the blocks, pairs whole.
+std::vector<char> marksOf(const Form& form, double share, unsigned seed) {
+    test::NormalNumbers numbers(seed);
+    std::vector<char> marks(static_cast<std::size_t>(form.n));
+    for (std::size_t row = 0; row < marks.size(); ++row) {
+        marks[row] = row > 0 && form.wi[row] < 0.0 ? marks[row - 1] : numbers.uniform() < share;
+    }
+    return marks;
+}
+
+std::vector<std::size_t> expectedOrder(const std::vector<char>& marks) {
+    std::vector<std::size_t> order(marks.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_partition(order.begin(), order.end(), [&](std::size_t row) { return marks[row] != 0; });
+    return order;
+}
+
+void expectValidReordering(const Form& before, const Form& after) {
+    EXPECT_TRUE(test::isStandardSchurForm(after.n, after.t));
+    EXPECT_LE(test::orthogonalityRatio(after.n, after.q), ratioLimit);
+    const std::vector<double> a = test::product(
+        lapack::Op::none, lapack::Op::transpose, before.n, before.n, before.n,
+        test::product(lapack::Op::none, lapack::Op::none, before.n, before.n, before.n, before.q, before.t), before.q);
+    EXPECT_LE(test::schurRatio(after.n, a, after.t, after.q), ratioLimit);
+    Form read = after;
+    eigenvaluesOfSchurDiagonal(read.n, read.t.data(), read.n, read.wr.data(), read.wi.data());
+    EXPECT_EQ(read.wr, after.wr);
+    EXPECT_EQ(read.wi, after.wi);
+}
+
+int reorder(const std::vector<char>& marks, Form& form, int& leading) {
+    return reorderSchurForm(marks.data(), form.n, form.t.data(), form.n, form.q.data(), form.n, form.wr.data(),
+                            form.wi.data(), leading);
+}
+
+// The limits of the kernel: windows of 64 rows, groups of 32, single swaps up to 128.
+const std::vector<int> sizes = {0, 1, 2, 3, 31, 32, 33, 63, 64, 65, 127, 128, 129, 130, 191, 193, 257, 320};
+
+TEST(SchurReordering, OfAnEmptyFormSucceedsAndLeadsWithNothing) {
+    int leading = -1;
+    EXPECT_EQ(reorderSchurForm(nullptr, 0, nullptr, 0, nullptr, 0, nullptr, nullptr, leading), 0);
+    EXPECT_EQ(leading, 0);
+}
+
+TEST(SchurReordering, ChangesNoBitWhenNothingOrEverythingIsMarked) {
+    for (const int n : sizes) {
+        for (const char mark : {char{0}, char{1}}) {
+            const Form before = knownForm(n, 0.4, 1);
+            Form after = before;
+            int leading = -1;
+            ASSERT_EQ(reorder(std::vector<char>(static_cast<std::size_t>(n), mark), after, leading), 0);
+            EXPECT_EQ(leading, mark != 0 ? n : 0);
+            EXPECT_EQ(after.t, before.t);
+            EXPECT_EQ(after.q, before.q);
+            EXPECT_EQ(after.wr, before.wr);
+            EXPECT_EQ(after.wi, before.wi);
+        }
+    }
+}
+
+TEST(SchurReordering, BringsMarkedBlocksToTheTopInTheirOrder) {
+    for (const int n : sizes) {
+        for (const double pairShare : {0.0, 0.4, 1.0}) {
+            for (const double markShare : {0.03, 0.5, 0.95}) {
+                SCOPED_TRACE(std::to_string(n) + " rows, pairs " + std::to_string(pairShare) + ", marked " +
+                             std::to_string(markShare));
+                const Form before = knownForm(n, pairShare, 2);
+                const std::vector<char> marks = marksOf(before, markShare, 3);
+                Form after = before;
+                int leading = -1;
+                ASSERT_EQ(reorder(marks, after, leading), 0);
+                EXPECT_EQ(leading, std::count(marks.begin(), marks.end(), char{1}));
+                expectValidReordering(before, after);
+                const std::vector<std::size_t> order = expectedOrder(marks);
+                // Backward error times the condition of the eigenvalues, which the weak coupling keeps near 1 (pairs:
+                // 1.25, from the ratio 4 of their off-diagonal elements).
+                const double limit = 2.0 * ratioLimit * n * lapack::machineEpsilon() * test::frobenius(before.t);
+                for (std::size_t row = 0; row < order.size(); ++row) {
+                    ASSERT_NEAR(after.wr[row], before.wr[order[row]], limit) << "row " << row;
+                    ASSERT_NEAR(after.wi[row], before.wi[order[row]], limit) << "row " << row;
+                }
+            }
+        }
+    }
+}
+
+TEST(SchurReordering, InWindowsGivesTheOrderOfSingleSwaps) {
+    for (const int n : {129, 200, 300}) {
+        test::NormalNumbers numbers(4);
+        Form form{n, numbers.matrix(n, n), std::vector<double>(test::cells(n, n)), {}, {}};
+        form.wr.resize(static_cast<std::size_t>(n));
+        form.wi.resize(static_cast<std::size_t>(n));
+        std::vector<double> work(static_cast<std::size_t>(40 * n));
+        ASSERT_EQ(
+            lapack::gees(n, form.t.data(), n, form.wr.data(), form.wi.data(), form.q.data(), n, work.data(), 40 * n),
+            0);
+        const std::vector<char> marks = marksOf(form, 0.5, 5);
+        Form blocked = form;
+        Form plain = form;
+        int leading = -1;
+        int leadingPlain = -2;
+        ASSERT_EQ(reorder(marks, blocked, leading), 0);
+        ASSERT_EQ(reorderSchurFormPlain(marks.data(), n, plain.t.data(), n, plain.q.data(), n, plain.wr.data(),
+                                        plain.wi.data(), leadingPlain),
+                  0);
+        EXPECT_EQ(leading, leadingPlain);
+        expectValidReordering(form, blocked);
+        expectValidReordering(form, plain);
+        // Random spectra of this size have eigenvalue conditions up to about n: 1e-9 is eps * n * n * norm with room.
+        for (std::size_t row = 0; row < marks.size(); ++row) {
+            ASSERT_NEAR(blocked.wr[row], plain.wr[row], 1e-9);
+            ASSERT_NEAR(std::abs(blocked.wi[row]), std::abs(plain.wi[row]), 1e-9);
+        }
+    }
+}
+
+TEST(SchurReordering, KeepsAPairWholeOfWhichEitherRowIsMarked) {
+    for (const int n : {6, 150}) {
+        const Form before = knownForm(n, 1.0, 6);
+        for (const int marked : {n - 2, n - 1}) {
+            std::vector<char> marks(static_cast<std::size_t>(n), 0);
+            marks[static_cast<std::size_t>(marked)] = 1;
+            Form after = before;
+            int leading = -1;
+            ASSERT_EQ(reorder(marks, after, leading), 0);
+            EXPECT_EQ(leading, 2);
+            expectValidReordering(before, after);
+            EXPECT_NEAR(after.wr[0], n - 1.0, 1e-9);
+            EXPECT_NEAR(after.wr[1], n - 1.0, 1e-9);
+            EXPECT_GT(after.wi[0], 0.4);
+        }
+    }
+}
+
+TEST(SchurReordering, TouchesNothingBeyondTheRowsOfTheForm) {
+    for (const int n : {5, 140}) {
+        const Form before = knownForm(n, 0.4, 7);
+        const std::vector<char> marks = marksOf(before, 0.5, 8);
+        Form after = before;
+        const int ld = n + 3;
+        std::vector<double> t = test::withGuardRows(n, n, before.t, ld);
+        std::vector<double> q = test::withGuardRows(n, n, before.q, ld + 1);
+        int leading = -1;
+        ASSERT_EQ(reorderSchurForm(marks.data(), n, t.data(), ld, q.data(), ld + 1, after.wr.data(), after.wi.data(),
+                                   leading),
+                  0);
+        after.t = test::packed(n, n, t.data(), ld);
+        after.q = test::packed(n, n, q.data(), ld + 1);
+        expectValidReordering(before, after);
+        for (int j = 0; j < n; ++j) {
+            for (int i = n; i < ld; ++i) {
+                ASSERT_TRUE(std::isnan(t[test::cells(j, ld) + static_cast<std::size_t>(i)]));
+                ASSERT_TRUE(std::isnan(q[test::cells(j, ld + 1) + static_cast<std::size_t>(i)]));
+            }
+        }
+    }
+}
+
+TEST(SchurReordering, ReportsBlocksTooCloseToSwapAndLeavesAValidForm) {
+    for (const int n : {6, 150}) {
+        Form before = knownForm(n, 0.0, 9);
+        // Two equal pairs, each far from normal, and a coupling that no swap resolves to working accuracy.
+        const int corner = n / 2 - 1;
+        const auto at = [&](int i, int j) -> double& {
+            return before.t[test::cells(corner + j, n) + static_cast<std::size_t>(corner + i)];
+        };
+        for (const int k : {0, 2}) {
+            at(k, k) = at(k + 1, k + 1) = 1.0;
+            at(k, k + 1) = 4170.4426566991224;
+            at(k + 1, k) = -1.7227846628785451e-07;
+        }
+        at(0, 2) = 0.014903194558390179;
+        at(1, 2) = -6490.8312515568596;
+        at(0, 3) = 0.043921123973788126;
+        at(1, 3) = -0.0048507734713005126;
+        std::vector<char> marks(static_cast<std::size_t>(n), 0);
+        // The first row can be moved, and has reached the top when the swap of the pairs fails.
+        marks[0] = 1;
+        marks[static_cast<std::size_t>(corner) + 2] = 1;
+        Form after = before;
+        int leading = -1;
+        EXPECT_EQ(reorder(marks, after, leading), 1);
+        EXPECT_EQ(leading, 1);
+        expectValidReordering(before, after);
+    }
+}
+
+TEST(SchurReordering, ReadsEigenvaluesWhoseOffDiagonalProductOverflows) {
+    const std::vector<double> t = {2.0, -1e200, 1e200, 2.0};
+    double wr[2], wi[2];
+    eigenvaluesOfSchurDiagonal(2, t.data(), 2, wr, wi);
+    EXPECT_EQ(wr[0], 2.0);
+    EXPECT_EQ(wr[1], 2.0);
+    EXPECT_NEAR(wi[0] / 1e200, 1.0, 4.0 * lapack::machineEpsilon());
+    EXPECT_EQ(wi[1], -wi[0]);
+}
+
+}  // namespace
