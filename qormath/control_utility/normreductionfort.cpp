@@ -1,0 +1,238 @@
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <vector>
+
+#include <qormath/control_utility/normreductionfort.hpp>
+#include <qormath/lapack/finite.hpp>
+#include <qormath/lapack/lapack.hpp>
+
+namespace qormath::control_utility {
+
+namespace {
+
+// What maxReduction stands for when it asks for the default.
+constexpr double defaultMaxReduction = 10.0;
+// A scaling has to take this much off the norms of a state, or the sweeps would go on for the sake of roundings.
+constexpr double worthwhile = 0.95;
+// Sweeps settle in fewer than ten; the limit is for chains whose scales would creep to the end of the range.
+constexpr int maxSweeps = 100;
+// Binary exponents within which elements and scales stay: normal numbers, with room for sums above.
+constexpr int smallestExponent = std::numeric_limits<double>::min_exponent - 1;
+constexpr int largestExponent = std::numeric_limits<double>::max_exponent - 24;
+
+/// What one row or column holds off the diagonal: its size as log2 of the 2-norm, which neither overflows nor
+/// underflows, and the exponents of its largest and smallest non-zero elements.
+struct Extent {
+    bool zero = true;
+    double log2Norm = 0.0;
+    int largest = 0;
+    int smallest = 0;
+};
+
+/// Gathers an extent from strided parts. Sums of squares are taken relative to the power of two of the largest.
+class ExtentOf {
+  public:
+    void add(const double* x, int count, int stride, int skipped) {
+        for (int k = 0; k < count; ++k) {
+            const double size = std::abs(x[static_cast<std::ptrdiff_t>(k) * stride]);
+            if (k != skipped && size != 0.0) {
+                sizes_.push_back(size);
+            }
+        }
+    }
+
+    Extent take() {
+        Extent extent;
+        if (!sizes_.empty()) {
+            const auto [smallest, largest] = std::minmax_element(sizes_.begin(), sizes_.end());
+            extent.zero = false;
+            extent.smallest = std::ilogb(*smallest);
+            extent.largest = std::ilogb(*largest);
+            double sum = 0.0;
+            for (const double size : sizes_) {
+                const double relative = std::ldexp(size, -extent.largest);
+                sum += relative * relative;
+            }
+            extent.log2Norm = extent.largest + 0.5 * std::log2(sum);
+        }
+        sizes_.clear();
+        return extent;
+    }
+
+  private:
+    std::vector<double> sizes_;
+};
+
+class Balancing {
+  public:
+    Balancing(int n, int m, int p, double* a, double* b, double* c)
+        : n_(n), m_(m), p_(p), a_(a), b_(b), c_(c), exponents_(static_cast<std::size_t>(n), 0) {}
+
+    /// log2 of the Frobenius norm of [A B; C 0]; minus infinity when it is zero.
+    double log2Norm() {
+        for (int state = 0; state < n_; ++state) {
+            parts_.add(columnStart(a_, n_, state), n_, 1, -1);
+            parts_.add(columnStart(c_, p_, state), p_, 1, -1);
+        }
+        for (int input = 0; input < m_; ++input) {
+            parts_.add(columnStart(b_, n_, input), n_, 1, -1);
+        }
+        const Extent whole = parts_.take();
+        return whole.zero ? -std::numeric_limits<double>::infinity() : whole.log2Norm;
+    }
+
+    void scaleOneSidedStates(double maxReduction) {
+        const int exponent = std::ilogb(maxReduction);
+        for (int state = 0; state < n_; ++state) {
+            const Extent row = rowOf(state);
+            const Extent column = columnOf(state);
+            if (row.zero != column.zero) {
+                apply(state, withinRange(state, row, column, row.zero ? -exponent : exponent));
+            }
+        }
+    }
+
+    void sweep() {
+        bool changed = true;
+        for (int pass = 0; changed && pass < maxSweeps; ++pass) {
+            changed = false;
+            for (int state = 0; state < n_; ++state) {
+                changed = balance(state) || changed;
+            }
+        }
+    }
+
+    void writeScales(double* scale) const {
+        std::transform(exponents_.begin(), exponents_.end(), scale,
+                       [](int exponent) { return std::ldexp(1.0, exponent); });
+    }
+
+  private:
+    double* rowStart(double* x, int state) const { return x + state; }
+    double* columnStart(double* x, int rows, int state) const { return x + static_cast<std::ptrdiff_t>(state) * rows; }
+
+    Extent rowOf(int state) {
+        parts_.add(rowStart(a_, state), n_, n_, state);
+        parts_.add(rowStart(b_, state), m_, n_, -1);
+        return parts_.take();
+    }
+
+    Extent columnOf(int state) {
+        parts_.add(columnStart(a_, n_, state), n_, 1, state);
+        parts_.add(columnStart(c_, p_, state), p_, 1, -1);
+        return parts_.take();
+    }
+
+    /// The exponent nearest to the wanted one at which no element and no scale leaves the range.
+    int withinRange(int state, const Extent& row, const Extent& column, int wanted) const {
+        const int scale = exponents_[static_cast<std::size_t>(state)];
+        const bool grows = wanted > 0;
+        const Extent& growing = grows ? column : row;
+        const Extent& shrinking = grows ? row : column;
+        int room = largestExponent - (grows ? scale : -scale);
+        if (!growing.zero) {
+            room = std::min(room, largestExponent - growing.largest);
+        }
+        if (!shrinking.zero) {
+            room = std::min(room, shrinking.smallest - smallestExponent);
+        }
+        const int size = std::clamp(std::abs(wanted), 0, std::max(0, room));
+        return grows ? size : -size;
+    }
+
+    /// The sum of the state's two norms, diagonal included, after a scaling by 2^exponent; relative to 2^reference.
+    static double normsAfter(const Extent& row, const Extent& column, double diagonal, int exponent, double reference) {
+        return std::hypot(std::exp2(column.log2Norm + exponent - reference), diagonal) +
+               std::hypot(std::exp2(row.log2Norm - exponent - reference), diagonal);
+    }
+
+    bool balance(int state) {
+        const Extent row = rowOf(state);
+        const Extent column = columnOf(state);
+        if (row.zero || column.zero) {
+            return false;
+        }
+        const auto wanted = static_cast<int>(std::lround(0.5 * (row.log2Norm - column.log2Norm)));
+        const int exponent = withinRange(state, row, column, wanted);
+        const double size = std::abs(columnStart(a_, n_, state)[state]);
+        const double reference =
+            std::max({row.log2Norm, column.log2Norm, size == 0.0 ? row.log2Norm : std::log2(size)});
+        const double diagonal = size == 0.0 ? 0.0 : std::exp2(std::log2(size) - reference);
+        if (exponent == 0 || normsAfter(row, column, diagonal, exponent, reference) >=
+                                 worthwhile * normsAfter(row, column, diagonal, 0, reference)) {
+            return false;
+        }
+        apply(state, exponent);
+        return true;
+    }
+
+    static void multiply(double* x, int count, int stride, int skipped, int exponent) {
+        for (int k = 0; k < count; ++k) {
+            if (k != skipped) {
+                double& element = x[static_cast<std::ptrdiff_t>(k) * stride];
+                element = std::ldexp(element, exponent);
+            }
+        }
+    }
+
+    void apply(int state, int exponent) {
+        if (exponent == 0) {
+            return;
+        }
+        multiply(columnStart(a_, n_, state), n_, 1, state, exponent);
+        multiply(columnStart(c_, p_, state), p_, 1, -1, exponent);
+        multiply(rowStart(a_, state), n_, n_, state, -exponent);
+        multiply(rowStart(b_, state), m_, n_, -1, -exponent);
+        exponents_[static_cast<std::size_t>(state)] += exponent;
+    }
+
+    int n_;
+    int m_;
+    int p_;
+    double* a_;
+    double* b_;
+    double* c_;
+    std::vector<int> exponents_;
+    ExtentOf parts_;
+};
+
+int illegalArgument(int n, int m, int p, double maxReduction) {
+    if (n < 0) {
+        return -1;
+    }
+    if (m < 0) {
+        return -2;
+    }
+    if (p < 0) {
+        return -3;
+    }
+    return std::isnan(maxReduction) || (maxReduction > 0.0 && maxReduction < 1.0) ? -4 : 0;
+}
+
+}  // namespace
+
+void NORMREDUCTIONFORT(const int* n, const int* m, const int* p, double* maxReduction, double* a, double* b, double* c,
+                       double* scale, int* info) {
+    *info = illegalArgument(*n, *m, *p, *maxReduction);
+    if (*info != 0) {
+        return;
+    }
+    if (!lapack::allFinite(*n, *n, a, *n) || !lapack::allFinite(*n, *m, b, *n) || !lapack::allFinite(*p, *n, c, *p)) {
+        *info = 1;
+        return;
+    }
+    // An infinite limit is cut to the range of the scales.
+    const double limit =
+        *maxReduction <= 0.0 ? defaultMaxReduction : std::min(*maxReduction, std::ldexp(1.0, largestExponent));
+    Balancing balancing(*n, *m, *p, a, b, c);
+    const double before = balancing.log2Norm();
+    balancing.scaleOneSidedStates(limit);
+    balancing.sweep();
+    balancing.writeScales(scale);
+    const double after = balancing.log2Norm();
+    *maxReduction = std::isinf(before) ? 1.0 : std::exp2(before - after);
+}
+
+}  // namespace qormath::control_utility
