@@ -1,0 +1,17 @@
+#pragma once
+
+// The door to the private members of QorMathControl.
+
+#include <qormath/control/qor_math_control.hpp>
+
+struct QorMathControlTestAccess {
+    static void SchurDecompositionHelper(const QorMathLA::Matrix<double>& a, QorMathLA::Matrix<double>& t,
+                                         QorMathLA::Matrix<double>& q, QorMathLA::Vector<double>& wr,
+                                         QorMathLA::Vector<double>& wi, const schurOrder& order) {
+        QorMathControl::SchurDecompositionHelper(a, t, q, wr, wi, order);
+    }
+
+    static void PseudoRamp2Ramp(LTIStateSpaceModel& model, double tolerance) {
+        QorMathControl::PseudoRamp2Ramp(model, tolerance);
+    }
+};
