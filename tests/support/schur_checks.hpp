@@ -5,42 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
 #include <numeric>
-#include <random>
+#include <support/random_numbers.hpp>
 #include <vector>
 
 #include <qormath/lapack/lapack.hpp>
 
 namespace qormath::test {
-
-inline std::size_t cells(int rows, int columns) {
-    return static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
-}
-
-/// Normally distributed elements, the same on every run. The transform is written out, since the distributions of
-/// the standard library differ between its makers.
-class NormalNumbers {
-  public:
-    explicit NormalNumbers(std::uint64_t seed) : engine_(seed) {}
-
-    double uniform() { return (static_cast<double>(engine_() >> 11) + 0.5) * 0x1p-53; }
-
-    double normal() {
-        constexpr double twoPi = 6.283185307179586;
-        return std::sqrt(-2.0 * std::log(uniform())) * std::cos(twoPi * uniform());
-    }
-
-    std::vector<double> matrix(int rows, int columns) {
-        std::vector<double> elements(cells(rows, columns));
-        std::generate(elements.begin(), elements.end(), [this] { return normal(); });
-        return elements;
-    }
-
-  private:
-    std::mt19937_64 engine_;
-};
 
 /// The m by n part of a matrix of any leading dimension, packed.
 inline std::vector<double> packed(int m, int n, const double* a, int lda) {
