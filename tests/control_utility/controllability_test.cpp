@@ -9,6 +9,7 @@
 
 #include <qormath/control_utility/controllability.hpp>
 
+#include "support/pairs.hpp"
 #include "support/raw_matrix.hpp"
 
 namespace {
@@ -21,11 +22,6 @@ using qormath::lapack::Op;
 const double eps = std::ldexp(1.0, -53);
 const double nan = std::numeric_limits<double>::quiet_NaN();
 const double infinity = std::numeric_limits<double>::infinity();
-
-struct Pair {
-    RawMatrix a;
-    RawMatrix b;
-};
 
 struct Decomposition {
     RawMatrix a;
@@ -111,65 +107,6 @@ void expectStaircaseForm(const Decomposition& d, double threshold) {
         first += size;
     }
     EXPECT_TRUE(allZero(below)) << "below the last stair";
-}
-
-/// The shift chain: input j drives state j, and state i drives state i + m. All stairs have unit singular values.
-Pair shiftChain(int n, int m) {
-    Pair pair{RawMatrix(n, n), RawMatrix(n, m)};
-    for (int i = 0; i < n; ++i) {
-        if (i < m) {
-            pair.b(i, i) = 1.0;
-        } else {
-            pair.a(i, i - m) = 1.0;
-        }
-    }
-    return pair;
-}
-
-Pair rotated(const Pair& pair, std::mt19937_64& generator) {
-    const RawMatrix q = rawRandomOrthogonal(pair.a.rows, generator);
-    return {product(product(q, pair.a), q, Op::none, Op::transpose), product(q, pair.b)};
-}
-
-/// A shift chain of the given order, with random uncontrollable states that drive it, behind a random orthogonal
-/// transformation. The rounding of the transformation is not amplified on its way along such a chain: see
-/// chainTolerance.
-Pair hiddenChain(int n, int m, int order, std::mt19937_64& generator) {
-    Pair pair = shiftChain(n, m);
-    const RawMatrix random = rawRandom(n, n, generator);
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < n; ++j) {
-            if (j >= order) {
-                pair.a(i, j) = random(i, j) / std::sqrt(n);
-            } else if (i >= order) {
-                pair.a(i, j) = 0.0;
-            }
-        }
-        for (int j = 0; j < m && i >= order; ++j) {
-            pair.b(i, j) = 0.0;
-        }
-    }
-    return rotated(pair, generator);
-}
-
-/// A few roundings of each element of the transformed pair: with a handful of states they exceed the default, n eps.
-double chainTolerance(int n) {
-    return 10 * n * eps;
-}
-
-/// A random pair with a controllable part of the given order behind a random orthogonal transformation. Random stairs
-/// amplify the rounding of the transformation, far above the default tolerance.
-Pair hiddenRandom(int n, int m, int order, std::mt19937_64& generator) {
-    Pair pair{rawRandom(n, n, generator), rawRandom(n, m, generator)};
-    for (int i = order; i < n; ++i) {
-        for (int j = 0; j < order; ++j) {
-            pair.a(i, j) = 0.0;
-        }
-        for (int j = 0; j < m; ++j) {
-            pair.b(i, j) = 0.0;
-        }
-    }
-    return rotated(pair, generator);
 }
 
 void scale(RawMatrix& a, double factor) {

@@ -58,6 +58,16 @@ inline RawMatrix difference(const RawMatrix& a, const RawMatrix& b) {
     return result;
 }
 
+inline RawMatrix transposed(const RawMatrix& a) {
+    RawMatrix result(a.cols, a.rows);
+    for (int j = 0; j < a.cols; ++j) {
+        for (int i = 0; i < a.rows; ++i) {
+            result(j, i) = a(i, j);
+        }
+    }
+    return result;
+}
+
 inline RawMatrix part(const RawMatrix& a, int firstRow, int rows, int firstColumn, int cols) {
     RawMatrix result(rows, cols);
     for (int j = 0; j < cols; ++j) {
