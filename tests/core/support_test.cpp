@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <support/matrix_compare.hpp>
+#include <support/matrix_literals.hpp>
 #include <support/random_matrices.hpp>
 #include <vector>
 

@@ -1,5 +1,5 @@
-#include <gtest/gtest.h>
 #include <exception>
+#include <gtest/gtest.h>
 #include <string>
 #include <type_traits>
 

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <initializer_list>
 #include <limits>
 
 #include <qormath/core/matrix.hpp>
@@ -129,25 +128,6 @@ inline double orthonormalityDefect(const QorMathLA::BasicMatrix<double>& q) {
         gram(k, k) -= 1.0;
     }
     return frobeniusNorm(gram);
-}
-
-/// A matrix from its rows as they are written: matrixOf({{1, 2}, {3, 4}}).
-inline QorMathLA::Matrix<double> matrixOf(std::initializer_list<std::initializer_list<double>> rows) {
-    const int rowCount = static_cast<int>(rows.size());
-    QorMathLA::Matrix<double> result(rowCount, rowCount == 0 ? 0 : static_cast<int>(rows.begin()->size()));
-    int i = 0;
-    for (const std::initializer_list<double>& row : rows) {
-        int j = 0;
-        for (const double element : row) {
-            result(i, j++) = element;
-        }
-        ++i;
-    }
-    return result;
-}
-
-inline QorMathLA::Vector<double> vectorOf(std::initializer_list<double> elements) {
-    return QorMathLA::Vector<double>(static_cast<int>(elements.size()), elements.begin());
 }
 
 }  // namespace qormath::test
