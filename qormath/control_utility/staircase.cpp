@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include <qormath/control_utility/pending_reflectors.hpp>
 #include <qormath/control_utility/staircase.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
@@ -15,6 +16,13 @@ using lapack::Side;
 
 /// Block width that the work arrays of the orthogonal factorisations are sized for: LAPACK's own default for them.
 constexpr int blockWidth = 32;
+
+/// Reflectors that are gathered before they go into A together. Measured from 64 to 2000 states with 1 to 16 inputs:
+/// 16 and 64 are nowhere better by more than a fifth, and at 2000 states gathering pays by a factor of up to 4.
+constexpr int defaultGroupWidth = 32;
+
+/// Below this order gathering gains less than a fifth.
+constexpr int smallestGroupedOrder = 64;
 
 /// What ormqr wants beside its panel, for the triangular factor of a block of at most 64 reflectors.
 constexpr int triangularFactorWork = 65 * 64;
@@ -59,33 +67,35 @@ struct Compression {
 
 class Reduction {
   public:
-    Reduction(int n, double* a, double threshold, Staircase& result)
-        : n_(n), a_(a), threshold_(threshold), result_(result) {}
+    Reduction(int n, double* a, double threshold, int groupWidth, Staircase& result)
+        : n_(n), a_(a), threshold_(threshold), pending_(n, a, std::min(groupWidth, n)), result_(result) {}
 
     /// Takes the stairs one after the other, the first from B and each further one from the columns of A that belong
     /// to the stair before, until a stair has rank 0 or no row is left.
     void run(int m, double* b, int ldb) {
-        int width = m;
-        double* block = b;
-        int ld = ldb;
-        while (result_.order < n_) {
-            const int first = result_.order;
-            const Compression stair = compress(n_ - first, width, block, ld);
-            if (stair.rank == 0) {
-                return;
-            }
-            if (stair.rotated) {
-                transform(stair);
-            }
-            result_.blockSizes.push_back(stair.rank);
-            result_.order = first + stair.rank;
-            width = stair.rank;
-            block = a_ + at(result_.order, first, n_);
-            ld = n_;
+        int rank = takeStair(m, b, ldb);
+        while (rank > 0 && result_.order < n_) {
+            const int columns = result_.order - rank;
+            pending_.bringUpToDate(columns, rank);
+            rank = takeStair(rank, a_ + at(result_.order, columns, n_), n_);
         }
+        pending_.flush();
     }
 
   private:
+    /// Finds the rank of the block that stands for the next stair, and takes the rows of A along. Returns the rank.
+    int takeStair(int columns, double* block, int ld) {
+        const Compression stair = compress(n_ - result_.order, columns, block, ld);
+        if (stair.rotated) {
+            transform(stair);
+        }
+        if (stair.rank > 0) {
+            result_.blockSizes.push_back(stair.rank);
+            result_.order += stair.rank;
+        }
+        return stair.rank;
+    }
+
     /// Brings the rows of a block to full rank over zeros, by reflectors that go to the next columns of the result.
     Compression compress(int rows, int columns, double* block, int ld) {
         Compression stair;
@@ -129,11 +139,19 @@ class Reduction {
         }
     }
 
-    /// A := q' A q with q the reflectors of the stair; the columns before it have been set by compress.
+    /// A := q' A q with q the reflectors of the stair, now or, if there are few of them, together with others; the
+    /// columns before it have been set by compress.
     void transform(const Compression& stair) {
         const int first = result_.order;
         const double* const reflectors = result_.reflectors.data() + at(first, first, n_);
         const double* const factors = result_.factors.data() + first;
+        if (!pending_.haveRoomFor(stair.rank)) {
+            pending_.flush();
+        }
+        if (pending_.haveRoomFor(stair.rank)) {
+            pending_.append(first, stair.reached, stair.rank, reflectors, factors);
+            return;
+        }
         applyReflectors(Side::left, Op::transpose, stair.reached, n_ - first, stair.rank, reflectors, n_, factors,
                         a_ + at(first, first, n_), n_);
         applyReflectors(Side::right, Op::none, n_, stair.reached, stair.rank, reflectors, n_, factors,
@@ -145,6 +163,7 @@ class Reduction {
     int n_;
     double* a_;
     double threshold_;
+    PendingReflectors pending_;
     Staircase& result_;
 };
 
@@ -174,6 +193,10 @@ void scaleBy(int exponent, int m, int n, double* a, int lda) {
 }  // namespace
 
 Staircase reduceToStaircase(int n, int m, double* a, double* b, int ldb, double tolerance) {
+    return reduceToStaircase(n, m, a, b, ldb, tolerance, n < smallestGroupedOrder ? 0 : defaultGroupWidth);
+}
+
+Staircase reduceToStaircase(int n, int m, double* a, double* b, int ldb, double tolerance, int groupWidth) {
     Staircase result;
     result.size = std::max(0, n);
     if (n < 1 || m < 1 || ldb < n || !lapack::allFinite(n, n, a, n) || !lapack::allFinite(n, m, b, ldb)) {
@@ -189,7 +212,7 @@ Staircase reduceToStaircase(int n, int m, double* a, double* b, int ldb, double 
     const double relative = tolerance > 0.0 ? tolerance : n * lapack::machineEpsilon();
     const double norm = std::max(lapack::lange(lapack::Norm::frobenius, n, n, a, n),
                                  lapack::lange(lapack::Norm::frobenius, n, m, b, ldb));
-    Reduction(n, a, relative * norm, result).run(m, b, ldb);
+    Reduction(n, a, relative * norm, groupWidth, result).run(m, b, ldb);
 
     scaleBy(-exponent, n, n, a, n);
     scaleBy(-exponent, n, m, b, ldb);

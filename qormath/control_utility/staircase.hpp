@@ -39,6 +39,10 @@ struct Staircase {
 /// Cost: 10/3 n^3 operations for a pair of full order.
 Staircase reduceToStaircase(int n, int m, double* a, double* b, int ldb, double tolerance);
 
+/// The same with a choice of how many reflectors are gathered before they go into A together, as products; 0 lets each
+/// stair go into A at once, and so does a stair of higher rank. The form above chooses by n.
+Staircase reduceToStaircase(int n, int m, double* a, double* b, int ldb, double tolerance, int groupWidth);
+
 /// Writes Z, of order n and packed, to z.
 void formTransformation(const Staircase& staircase, double* z);
 

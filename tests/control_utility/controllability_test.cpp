@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <numeric>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -131,7 +130,7 @@ TEST(ControllabilityFort, OfNoStatesGivesNoBlocksAndTouchesNothing) {
 }
 
 TEST(ControllabilityFort, OfNoInputsLeavesThePairAndGivesTheIdentity) {
-    std::mt19937_64 generator(1);
+    NormalNumbers generator(1);
     const Pair pair{rawRandom(4, 4, generator), RawMatrix(4, 0)};
     const Decomposition d = decompose(pair);
     expectUntouched(pair, d);
@@ -139,7 +138,7 @@ TEST(ControllabilityFort, OfNoInputsLeavesThePairAndGivesTheIdentity) {
 }
 
 TEST(ControllabilityFort, OfAZeroInputMatrixLeavesThePairAndGivesTheIdentity) {
-    std::mt19937_64 generator(2);
+    NormalNumbers generator(2);
     for (int n : {1, 2, 5, 40}) {
         const Pair pair{rawRandom(n, n, generator), RawMatrix(n, 3)};
         expectUntouched(pair, decompose(pair));
@@ -175,7 +174,7 @@ TEST(ControllabilityFort, FindsTheOneStateOfADiagonalPairThatTheInputReaches) {
 }
 
 TEST(ControllabilityFort, CountsAnInputColumnThatRepeatsAnotherOnce) {
-    std::mt19937_64 generator(3);
+    NormalNumbers generator(3);
     Pair pair{rawRandom(6, 6, generator), rawRandom(6, 3, generator)};
     for (int i = 0; i < 6; ++i) {
         pair.b(i, 1) = 2.0 * pair.b(i, 0);
@@ -188,7 +187,7 @@ TEST(ControllabilityFort, CountsAnInputColumnThatRepeatsAnotherOnce) {
 }
 
 TEST(ControllabilityFort, KeepsEveryElementOfAPairThatHasTheFormAlready) {
-    std::mt19937_64 generator(4);
+    NormalNumbers generator(4);
     for (int n : {1, 2, 7, 33, 100}) {
         for (int m : {1, 3, n}) {
             const Decomposition first = decompose(hiddenChain(n, m, n, generator));
@@ -203,7 +202,7 @@ TEST(ControllabilityFort, KeepsEveryElementOfAPairThatHasTheFormAlready) {
 }
 
 TEST(ControllabilityFort, KeepsAPairWhoseInputsReachEveryStateAtOnce) {
-    std::mt19937_64 generator(5);
+    NormalNumbers generator(5);
     const Pair pair{rawRandom(5, 5, generator), rawRandom(5, 8, generator)};
     const Decomposition d = decompose(pair);
     EXPECT_EQ(d.a, pair.a);
@@ -213,7 +212,7 @@ TEST(ControllabilityFort, KeepsAPairWhoseInputsReachEveryStateAtOnce) {
 }
 
 TEST(ControllabilityFort, OfRandomPairsIsAStaircaseBySimilarity) {
-    std::mt19937_64 generator(6);
+    NormalNumbers generator(6);
     for (int n : {1, 2, 3, 5, 31, 32, 33, 63, 64, 65, 100, 200}) {
         for (int m : {1, 2, 7, 32, 33, n, n + 3}) {
             SCOPED_TRACE(std::to_string(n) + " states, " + std::to_string(m) + " inputs");
@@ -228,7 +227,7 @@ TEST(ControllabilityFort, OfRandomPairsIsAStaircaseBySimilarity) {
 }
 
 TEST(ControllabilityFort, FindsTheOrderOfAChainHiddenBehindATransformation) {
-    std::mt19937_64 generator(7);
+    NormalNumbers generator(7);
     for (int n : {2, 3, 8, 20, 33, 65, 120, 200}) {
         for (int order : {0, 1, n / 3, n / 2, n - 1}) {
             for (int m : {1, std::max(1, order / 4), std::max(1, order)}) {
@@ -247,7 +246,7 @@ TEST(ControllabilityFort, FindsTheOrderOfAChainHiddenBehindATransformation) {
 TEST(ControllabilityFort, FindsTheOrderOfARandomPartHiddenBehindATransformationByATolerance) {
     // Above the rounding that the stairs amplify, and below what a random stair gets down to.
     constexpr double tolerance = 1e-9;
-    std::mt19937_64 generator(19);
+    NormalNumbers generator(19);
     for (int n : {2, 3, 8, 20, 33, 65, 120, 200}) {
         for (int order : {0, 1, n / 3, n / 2, n - 1}) {
             const int m = std::max(1, order / 4);
@@ -262,7 +261,7 @@ TEST(ControllabilityFort, FindsTheOrderOfARandomPartHiddenBehindATransformationB
 }
 
 TEST(ControllabilityFort, LeavesTheUncontrollableModesInTheTrailingBlock) {
-    std::mt19937_64 generator(8);
+    NormalNumbers generator(8);
     Pair plain = shiftChain(9, 2);
     const double modes[] = {0.25, -0.5, 4.0};
     for (int i = 6; i < 9; ++i) {
@@ -282,7 +281,7 @@ TEST(ControllabilityFort, LeavesTheUncontrollableModesInTheTrailingBlock) {
 }
 
 TEST(ControllabilityFort, OfASingleInputChainGivesAsManyBlocksOfOneAsStates) {
-    std::mt19937_64 generator(9);
+    NormalNumbers generator(9);
     for (int n : {1, 2, 31, 32, 33, 64, 200}) {
         SCOPED_TRACE(std::to_string(n) + " states");
         const Pair pair = rotated(shiftChain(n, 1), generator);
@@ -302,7 +301,7 @@ TEST(ControllabilityFort, OfChainsOfUnequalLengthGivesTheBlockSizesThatTheirLeng
     for (int i : {1, 2, 3, 4, 6, 7}) {
         pair.a(i, i - 1) = 1.0;
     }
-    std::mt19937_64 generator(10);
+    NormalNumbers generator(10);
     const Pair hidden = rotated(pair, generator);
     const Decomposition d = decompose(hidden, chainTolerance(9));
     EXPECT_EQ(d.blockSizes, (std::vector<int>{3, 2, 2, 1, 1, 0, 0, 0, 0}));
@@ -311,7 +310,7 @@ TEST(ControllabilityFort, OfChainsOfUnequalLengthGivesTheBlockSizesThatTheirLeng
 }
 
 TEST(ControllabilityFort, DecidesAlikeWhateverPowerOfTwoThePairIsScaledBy) {
-    std::mt19937_64 generator(11);
+    NormalNumbers generator(11);
     const Pair pair = hiddenChain(12, 2, 7, generator);
     const Decomposition d = decompose(pair, chainTolerance(12));
     ASSERT_EQ(d.order, 7);
@@ -349,7 +348,7 @@ TEST(ControllabilityFort, TakesAToleranceThatIsNotAboveZeroForOrderTimesMachineP
 }
 
 TEST(ControllabilityFort, FindsNothingAboveAToleranceOfOneOrMore) {
-    std::mt19937_64 generator(12);
+    NormalNumbers generator(12);
     const Pair pair{rawRandom(3, 3, generator), rawRandom(3, 2, generator)};
     EXPECT_EQ(decompose(pair, 1.5).order, 0);
     EXPECT_EQ(decompose(pair, infinity).order, 0);
@@ -365,7 +364,7 @@ TEST(ControllabilityFort, ClearsWhatItNeglects) {
 }
 
 TEST(ControllabilityFort, LeavesAPairWithAnElementThatIsNotFiniteAsItStands) {
-    std::mt19937_64 generator(13);
+    NormalNumbers generator(13);
     for (double bad : {nan, infinity, -infinity}) {
         Pair pair{rawRandom(4, 4, generator), rawRandom(4, 2, generator)};
         pair.a(2, 1) = bad;
@@ -396,7 +395,7 @@ Triple reduceTriple(const Pair& pair, const RawMatrix& c, double tolerance = 0.0
 }
 
 TEST(ControllabilityAbcFort, ReducesThePairAsTheTwoMatrixRoutineAndMultipliesTheThirdByZ) {
-    std::mt19937_64 generator(14);
+    NormalNumbers generator(14);
     for (int n : {1, 2, 9, 33, 100}) {
         for (int p : {1, 4, 70}) {
             SCOPED_TRACE(std::to_string(n) + " states, " + std::to_string(p) + " outputs");
@@ -413,7 +412,7 @@ TEST(ControllabilityAbcFort, ReducesThePairAsTheTwoMatrixRoutineAndMultipliesThe
 }
 
 TEST(ControllabilityAbcFort, KeepsTheMarkovParameters) {
-    std::mt19937_64 generator(15);
+    NormalNumbers generator(15);
     const Pair pair = hiddenChain(15, 2, 8, generator);
     const RawMatrix c = rawRandom(3, 15, generator);
     const Triple t = reduceTriple(pair, c, chainTolerance(15));
@@ -434,7 +433,7 @@ TEST(ControllabilityAbcFort, KeepsTheMarkovParameters) {
 }
 
 TEST(ControllabilityAbcFort, GoesThroughWithoutStatesInputsOrOutputs) {
-    std::mt19937_64 generator(16);
+    NormalNumbers generator(16);
     EXPECT_EQ(reduceTriple({RawMatrix(0, 0), RawMatrix(0, 2)}, RawMatrix(3, 0)).rank, 0);
     EXPECT_EQ(reduceTriple({RawMatrix(0, 0), RawMatrix(0, 0)}, RawMatrix(0, 0)).rank, 0);
 
@@ -450,7 +449,7 @@ TEST(ControllabilityAbcFort, GoesThroughWithoutStatesInputsOrOutputs) {
 }
 
 TEST(ControllabilityAbcFort, LeavesATripleWhosePairIsNotFiniteAsItStands) {
-    std::mt19937_64 generator(17);
+    NormalNumbers generator(17);
     Pair pair{rawRandom(3, 3, generator), rawRandom(3, 1, generator)};
     pair.b(1, 0) = infinity;
     const RawMatrix c = rawRandom(2, 3, generator);
@@ -462,7 +461,7 @@ TEST(ControllabilityAbcFort, LeavesATripleWhosePairIsNotFiniteAsItStands) {
 }
 
 TEST(ControllabilityAbcFort, ReducesThePairWhateverTheThirdMatrixHolds) {
-    std::mt19937_64 generator(18);
+    NormalNumbers generator(18);
     const Pair pair = hiddenChain(5, 1, 3, generator);
     RawMatrix c = rawRandom(2, 5, generator);
     c(0, 2) = nan;

@@ -15,8 +15,9 @@
 #include <qormath/structure/ability_manager.hpp>
 
 #include "support/failures.hpp"
-#include "support/matrix_of.hpp"
+#include "support/matrix_literals.hpp"
 #include "support/pairs.hpp"
+#include "support/raw_conversion.hpp"
 #include "support/raw_matrix.hpp"
 
 namespace {
@@ -52,7 +53,7 @@ Info detectabilityInfo(const Matrix<double>& a, const Matrix<double>& c, double 
 }
 
 AbilityManager randomManager(int n, int m, int p, unsigned seed) {
-    std::mt19937_64 generator(seed);
+    NormalNumbers generator(seed);
     return AbilityManager(toMatrix(rawRandom(n, n, generator)), toMatrix(rawRandom(n, m, generator)),
                           toMatrix(rawRandom(p, n, generator)), 0.0);
 }
@@ -180,7 +181,7 @@ TEST(ControllabilityDecomposition, IsASimilarityOfTheWholeTriple) {
 }
 
 TEST(ControllabilityDecomposition, HasTheControllablePartLeadingAndZerosBelowIt) {
-    std::mt19937_64 generator(8);
+    NormalNumbers generator(8);
     for (int n : {2, 7, 40}) {
         const int order = n / 2;
         const Pair pair = hiddenChain(n, 1, order, generator);
@@ -315,7 +316,7 @@ TEST(ObservabilityDecomposition, DoesNotTakeTheInputMatrixIntoTheNewCoordinates)
 }
 
 TEST(ObservabilityDecomposition, HasTheObservablePartLeadingAndZerosToItsRight) {
-    std::mt19937_64 generator(15);
+    NormalNumbers generator(15);
     for (int n : {2, 7, 40}) {
         const int order = n / 2;
         const Pair dual = hiddenChain(n, 1, order, generator);
@@ -406,7 +407,7 @@ TEST(DetectabilityInfo, CountsBothEigenvaluesOfAComplexPair) {
 }
 
 TEST(DetectabilityInfo, FindsThePolesOfAnUnobservablePartHiddenBehindATransformation) {
-    std::mt19937_64 generator(18);
+    NormalNumbers generator(18);
     for (int n : {8, 20, 60}) {
         SCOPED_TRACE(n);
         Pair dual = shiftChain(n, 4);

@@ -6,8 +6,9 @@
 #include <qormath/models/lti_state_space_model.hpp>
 
 #include "support/failures.hpp"
-#include "support/matrix_of.hpp"
+#include "support/matrix_literals.hpp"
 #include "support/pairs.hpp"
+#include "support/raw_conversion.hpp"
 
 namespace {
 
@@ -25,7 +26,7 @@ LTIStateSpaceModel modelOf(const Matrix<double>& a, const Matrix<double>& b, con
 }
 
 LTIStateSpaceModel randomModel(int n, int m, int p, unsigned seed) {
-    std::mt19937_64 generator(seed);
+    NormalNumbers generator(seed);
     RawMatrix a = rawRandom(n, n, generator);
     for (double& element : a.elements) {
         element /= std::sqrt(n);
@@ -97,7 +98,7 @@ TEST(ControllabilityForm, KeepsTheTransferFunction) {
 }
 
 TEST(ControllabilityForm, LeavesTheTransferFunctionToTheLeadingStates) {
-    std::mt19937_64 generator(2);
+    NormalNumbers generator(2);
     for (int n : {2, 9, 40}) {
         const int order = n / 2;
         const Pair pair = hiddenChain(n, 1, order, generator);
@@ -246,7 +247,7 @@ TEST(ObservabilityForm, KeepsTheTransferFunctionAndTheOrientationOfTheMatrices) 
 }
 
 TEST(ObservabilityForm, LeavesTheTransferFunctionToTheLeadingStates) {
-    std::mt19937_64 generator(11);
+    NormalNumbers generator(11);
     for (int n : {2, 9, 40}) {
         const int order = n / 2;
         const Pair dual = hiddenChain(n, 1, order, generator);

@@ -8,8 +8,9 @@
 #include <qormath/core/arithmetic.hpp>
 
 #include "support/failures.hpp"
-#include "support/matrix_of.hpp"
+#include "support/matrix_literals.hpp"
 #include "support/pairs.hpp"
+#include "support/raw_conversion.hpp"
 
 namespace {
 
@@ -75,7 +76,7 @@ TEST(Controllability, OfAPairThatTheInputDoesNotTouchCountsAllStates) {
 }
 
 TEST(Controllability, FindsTheUncontrollableOrderHiddenBehindATransformation) {
-    std::mt19937_64 generator(1);
+    NormalNumbers generator(1);
     for (int n : {2, 9, 33, 100}) {
         for (int order : {0, 1, n / 2, n}) {
             const Pair pair = hiddenChain(n, 2, order, generator);
@@ -90,7 +91,7 @@ TEST(Controllability, FindsTheUncontrollableOrderHiddenBehindATransformation) {
 }
 
 TEST(Controllability, IsTheObservabilityOfTheDualPair) {
-    std::mt19937_64 generator(2);
+    NormalNumbers generator(2);
     const Pair pair = hiddenChain(10, 2, 6, generator);
     const Matrix<double> a = toMatrix(pair.a);
     const Matrix<double> b = toMatrix(pair.b);
@@ -108,7 +109,7 @@ TEST(Controllability, HandsItsToleranceToTheRankDecisions) {
 }
 
 TEST(Controllability, LeavesItsArgumentsUnchanged) {
-    std::mt19937_64 generator(3);
+    NormalNumbers generator(3);
     const Matrix<double> a = toMatrix(rawRandom(6, 6, generator));
     const Matrix<double> b = toMatrix(rawRandom(6, 2, generator));
     const RawMatrix formerA = toRaw(a);

@@ -8,6 +8,8 @@
 
 #include <qormath/lapack/lapack.hpp>
 
+#include "support/random_numbers.hpp"
+
 namespace qormath::test {
 
 struct RawMatrix {
@@ -83,17 +85,23 @@ inline double frobeniusNorm(const RawMatrix& a) {
 }
 
 /// Elements drawn from the standard normal distribution.
-inline RawMatrix rawRandom(int m, int n, std::mt19937_64& generator) {
-    std::normal_distribution<double> normal;
+inline RawMatrix rawRandom(int m, int n, NormalNumbers& generator) {
     RawMatrix result(m, n);
     for (double& element : result.elements) {
-        element = normal(generator);
+        element = generator.normal();
     }
     return result;
 }
 
+/// The same for a test that has a bare engine.
+inline RawMatrix rawRandom(int m, int n, std::mt19937_64& engine) {
+    NormalNumbers generator(engine());
+    return rawRandom(m, n, generator);
+}
+
 /// The orthogonal factor of a random matrix.
-inline RawMatrix rawRandomOrthogonal(int n, std::mt19937_64& generator) {
+template <class Generator>
+RawMatrix rawRandomOrthogonal(int n, Generator& generator) {
     RawMatrix q = rawRandom(n, n, generator);
     const int lwork = 64 * (n + 1);
     std::vector<double> factors(static_cast<std::size_t>(n) + 1);

@@ -1,8 +1,7 @@
 #pragma once
 
-// Matrices of the library from and to what tests write down or compute with.
+// Matrices and vectors of the library from and to the plain containers that tests compute with.
 
-#include <initializer_list>
 #include <vector>
 
 #include <qormath/core/matrix.hpp>
@@ -11,22 +10,6 @@
 #include "support/raw_matrix.hpp"
 
 namespace qormath::test {
-
-/// The matrix with the given rows.
-inline QorMathLA::Matrix<double> matrixOf(std::initializer_list<std::initializer_list<double>> rows) {
-    const int m = static_cast<int>(rows.size());
-    const int n = m == 0 ? 0 : static_cast<int>(rows.begin()->size());
-    QorMathLA::Matrix<double> result(m, n);
-    int i = 0;
-    for (const auto& row : rows) {
-        int j = 0;
-        for (const double element : row) {
-            result(i, j++) = element;
-        }
-        ++i;
-    }
-    return result;
-}
 
 inline QorMathLA::Matrix<double> toMatrix(const RawMatrix& raw) {
     return QorMathLA::Matrix<double>(raw.rows, raw.cols, raw.elements.empty() ? nullptr : raw.data());
