@@ -21,6 +21,11 @@ Op opOf(const BasicMatrix<double>& matrix) {
     return matrix.transposed ? Op::transpose : Op::none;
 }
 
+// The number of elements that BLAS may touch: a released vector still has its range, but no elements.
+int blasLength(const BasicVector<double>& left, const BasicVector<double>& right) {
+    return left.data == nullptr || right.data == nullptr ? 0 : std::min(left.size(), right.size());
+}
+
 // BLAS counts a negative increment from the far end of the vector.
 template <class V>
 auto blasAddress(V& vector, int length) {
@@ -28,18 +33,24 @@ auto blasAddress(V& vector, int length) {
     return vector.numericData() + (stride < 0 && length > 0 ? (length - 1) * stride : 0);
 }
 
-Matrix<double> copyOf(const BasicMatrix<double>& source) {
-    Matrix<double> copy;
-    copy = Matrix<double>(MatrixSoft<double>(source), true);
-    return copy;
+Matrix<double> compactCopy(const BasicMatrix<double>& source) {
+    return Matrix<double>(Matrix<double>(MatrixSoft<double>(source)), true);
 }
 
-Vector<double> copyOf(const BasicVector<double>& source) {
+Vector<double> compactCopy(const BasicVector<double>& source) {
     return Vector<double>(Vector<double>(VectorSoft<double>(source)), true);
 }
 
+// In index order also where the range runs downwards, which a compact copy does not see.
+Vector<double> packed(const BasicVector<double>& source) {
+    Vector<double> copy(source.size());
+    const int length = blasLength(source, copy);
+    qormath::lapack::copy(length, blasAddress(source, length), source.range.stride, copy.numericData(), 1);
+    return copy;
+}
+
 void addMultiple(BasicVector<double>& left, double factor, const BasicVector<double>& right) {
-    const int length = left.size();
+    const int length = blasLength(left, right);
     qormath::lapack::axpy(length, factor, blasAddress(right, length), right.range.stride, blasAddress(left, length),
                           left.range.stride);
 }
@@ -47,10 +58,9 @@ void addMultiple(BasicVector<double>& left, double factor, const BasicVector<dou
 void addMatrices(BasicMatrix<double>& left, double factor, const BasicMatrix<double>& right, const char* operation) {
     require(left.rows() == right.rows(), operation);
     require(left.cols() == right.cols(), operation);
-    auto element = right.begin();
-    for (double& target : left) {
-        target += factor * *element;
-        ++element;
+    auto target = left.begin();
+    for (auto element = right.begin(); !element.finished() && !target.finished(); ++element, ++target) {
+        *target += factor * *element;
     }
 }
 
@@ -79,10 +89,9 @@ void inPlace::divide(BasicVector<double>& left, double divisor) {
 
 void inPlace::divide(BasicVector<double>& left, const BasicVector<double>& divisors) {
     require(left.size() == divisors.size(), "Vector / Vector");
-    auto divisor = divisors.begin();
-    for (double& element : left) {
-        element /= *divisor;
-        ++divisor;
+    auto target = left.begin();
+    for (auto divisor = divisors.begin(); !divisor.finished() && !target.finished(); ++divisor, ++target) {
+        *target /= *divisor;
     }
 }
 
@@ -110,6 +119,9 @@ MatrixSoft<double> operator*(const BasicMatrix<double>& left, const BasicMatrix<
     if (inner == 0) {
         return Matrix<double>();
     }
+    if (!left.hasUnitStrides() || !right.hasUnitStrides()) {
+        return compactCopy(left) * compactCopy(right);
+    }
     Matrix<double> result(left.rows(), right.cols());
     qormath::lapack::gemm(opOf(left), opOf(right), left.rows(), right.cols(), inner, 1.0, left.numericData(false),
                           left.storedRows, right.numericData(false), right.storedRows, 0.0, result.numericData(true),
@@ -133,6 +145,9 @@ MatrixSoft<double> product(const BasicMatrix<double>& left, const BasicMatrix<do
 VectorSoft<double> operator*(const BasicMatrix<double>& left, const BasicVector<double>& right) {
     const int inner = left.cols();
     require(inner == right.size(), "Matrix * Vector");
+    if (!left.hasUnitStrides()) {
+        return compactCopy(left) * right;
+    }
     Vector<double> result(left.rows());
     if (inner == 0) {
         result.fill(0.0);
@@ -140,55 +155,53 @@ VectorSoft<double> operator*(const BasicMatrix<double>& left, const BasicVector<
         qormath::lapack::gemv(Op::none, left.rows(), inner, 1.0, left.numericData(false), left.storedRows,
                               blasAddress(right, inner), right.range.stride, 0.0, result.numericData(), 1);
     } else {
-        const bool contiguous = right.range.stride == 1;
-        const Vector<double> packed = contiguous ? Vector<double>() : copyOf(right);
-        const double* const x = contiguous ? right.numericData() : packed.numericData();
+        const Vector<double> x = right.range.stride == 1 ? Vector<double>(VectorSoft<double>(right)) : packed(right);
         qormath::lapack::gemm(Op::transpose, Op::none, left.rows(), 1, inner, 1.0, left.numericData(false),
-                              left.storedRows, x, inner, 0.0, result.numericData(), result.size());
+                              left.storedRows, x.numericData(), inner, 0.0, result.numericData(), result.size());
     }
     return result;
 }
 
 double operator*(const BasicVector<double>& left, const BasicVector<double>& right) {
-    const int length = left.size();
-    require(length == right.size(), "Vector * Vector");
+    require(left.size() == right.size(), "Vector * Vector");
+    const int length = blasLength(left, right);
     return qormath::lapack::dot(length, blasAddress(left, length), left.range.stride, blasAddress(right, length),
                                 right.range.stride);
 }
 
 MatrixSoft<double> operator*(const BasicMatrix<double>& left, double factor) {
-    return copyOf(left) *= factor;
+    return compactCopy(left) *= factor;
 }
 
 VectorSoft<double> operator*(const BasicVector<double>& left, double factor) {
-    return copyOf(left) *= factor;
+    return compactCopy(left) *= factor;
 }
 
 MatrixSoft<double> operator+(const BasicMatrix<double>& left, const BasicMatrix<double>& right) {
-    return copyOf(left) += right;
+    return compactCopy(left) += right;
 }
 
 MatrixSoft<double> operator-(const BasicMatrix<double>& left, const BasicMatrix<double>& right) {
-    return copyOf(left) -= right;
+    return compactCopy(left) -= right;
 }
 
 VectorSoft<double> operator+(const BasicVector<double>& left, const BasicVector<double>& right) {
-    return copyOf(left) += right;
+    return compactCopy(left) += right;
 }
 
 VectorSoft<double> operator/(const BasicVector<double>& left, double divisor) {
-    return copyOf(left) /= divisor;
+    return compactCopy(left) /= divisor;
 }
 
 VectorSoft<double> operator/(const BasicVector<double>& left, const BasicVector<double>& divisors) {
-    return copyOf(left) /= divisors;
+    return compactCopy(left) /= divisors;
 }
 
 MatrixSoft<double> operator/(const BasicMatrix<double>& left, double divisor) {
     if (divisor == 0.0) {
         throw xmsg(DivisionByZero, "Matrix / Type");
     }
-    Matrix<double> result = copyOf(left);
+    Matrix<double> result = compactCopy(left);
     for (double& element : result) {
         element /= divisor;
     }
@@ -197,7 +210,7 @@ MatrixSoft<double> operator/(const BasicMatrix<double>& left, double divisor) {
 
 template <>
 void BasicVector<double>::assignElements(const BasicVector& source) {
-    const int length = std::min(size(), source.size());
+    const int length = blasLength(*this, source);
     qormath::lapack::copy(length, blasAddress(source, length), source.range.stride, blasAddress(*this, length),
                           range.stride);
 }
@@ -276,7 +289,7 @@ double BasicMatrix<double>::maxAbs() const {
 template <>
 MatrixSoft<double> BasicMatrix<double>::scaleColumnsBy(const BasicVector<double>& factors) const {
     require(cols() == factors.size(), "Matrix scaleColumnsBy");
-    Matrix<double> result = copyOf(*this);
+    Matrix<double> result = compactCopy(*this);
     for (int j = 0; j < result.cols(); ++j) {
         for (int i = 0; i < result.rows(); ++i) {
             result(i, j) *= factors[j];
@@ -288,7 +301,7 @@ MatrixSoft<double> BasicMatrix<double>::scaleColumnsBy(const BasicVector<double>
 template <>
 MatrixSoft<double> BasicMatrix<double>::scaleRowsBy(const BasicVector<double>& factors) const {
     require(rows() == factors.size(), "Matrix scaleRowsBy");
-    Matrix<double> result = copyOf(*this);
+    Matrix<double> result = compactCopy(*this);
     for (int j = 0; j < result.cols(); ++j) {
         for (int i = 0; i < result.rows(); ++i) {
             result(i, j) *= factors[i];
@@ -326,11 +339,10 @@ MatrixSoft<double> BasicMatrix<double>::leftDivide(const BasicMatrix& b) const {
     require(rows() == b.rows(), "Matrix left division: %");
     constexpr double defaultTolerance = -1.0;
     if (rows() == cols()) {
-        return pseudoInverse(*this, defaultTolerance) * b;
+        return product(pseudoInverse(*this, defaultTolerance), b);
     }
-    const Matrix<double> a = copyOf(*this);
-    const Matrix<double> transposedCopy = copyOf(a.transpose());
-    return transposedCopy * pseudoInverse(a * transposedCopy, defaultTolerance) * b;
+    const Matrix<double> at = compactCopy(transpose());
+    return product(product(at, pseudoInverse(product(*this, at), defaultTolerance)), b);
 }
 
 }  // namespace QorMathLA

@@ -6,6 +6,7 @@
 
 #include <concepts>
 #include <type_traits>
+#include <utility>
 
 #include <qormath/core/matrix.hpp>
 #include <qormath/core/vector.hpp>
@@ -117,8 +118,9 @@ M&& operator-=(M&& left, const BasicMatrix<double>& right) {
     return std::forward<M>(left);
 }
 
-/// The Moore-Penrose inverse of a square or tall matrix: singular values below tolerance times the largest, and zero
-/// ones, count as zero. A tolerance that is negative or NaN becomes 2^-52.
+/// The Moore-Penrose inverse through a singular value decomposition: singular values below tolerance times the
+/// largest, and zero ones, count as zero. A tolerance that is negative or NaN becomes 2^-52. A matrix without elements
+/// gives zeros of the transposed shape. Throws xmsg 11 "Matrix SVD" for NaN and infinity.
 QORMATH_API MatrixSoft<double> pseudoInverse(const BasicMatrix<double>& a, const double& tolerance);
 
 /// BasicMatrix::svd on a compact copy of a; the result is the left singular vectors.

@@ -11,18 +11,35 @@ namespace QorMathLA {
 
 namespace {
 
-// LAPACK does not promise to come back from NaN or infinity, so such a matrix is reported as the failure of the
-// routine that would have iterated on it.
-void requireFinite(const BasicMatrix<double>& matrix, int rows, int cols, const char* operation) {
-    if (!qormath::lapack::allFinite(rows, cols, matrix.numericData(true), matrix.storedRows)) {
+void requireSuccess(bool success, const char* operation) {
+    if (!success) {
         throw xmsg(NumericFailure, operation);
     }
 }
 
-void requireSuccess(int info, const char* operation) {
-    if (info != 0) {
-        throw xmsg(NumericFailure, operation);
+// LAPACK does not promise to come back from NaN or infinity, so such a matrix is reported as the failure of the
+// routine that would have iterated on it.
+void requireFinite(const BasicMatrix<double>& matrix, const char* operation) {
+    const bool finite =
+        qormath::lapack::allFinite(matrix.rows(), matrix.cols(), matrix.numericData(true), matrix.storedRows);
+    requireSuccess(finite, operation);
+}
+
+// The elements for a routine that overwrites them. A view of another stride than 1 has no leading dimension; that is
+// answered as by the view operators.
+double* dataToOverwrite(BasicMatrix<double>& matrix) {
+    double* const data = matrix.numericData(true);
+    if (!matrix.hasUnitStrides()) {
+        throw -1;
     }
+    return data;
+}
+
+// The same of a square matrix. Any other would be an illegal argument to LAPACK, whose handler may stop the process.
+double* squareDataToOverwrite(BasicMatrix<double>& matrix, const char* operation) {
+    double* const data = dataToOverwrite(matrix);
+    requireSuccess(matrix.rows() == matrix.cols(), operation);
+    return data;
 }
 
 std::vector<double> doubles(int count) {
@@ -37,17 +54,18 @@ void BasicMatrix<double>::svd(Vector<double>& s, Matrix<double>& v, int /*maxIte
     const int n = cols();
     const int smaller = std::min(m, n);
     s = Vector<double>(n);
+    s.fill(0.0);  // of a wide matrix, those beyond m are not computed
     if (wantVectors) {
         v = Matrix<double>(n, n);
     }
-    double* const a = numericData(true);
+    double* const a = dataToOverwrite(*this);
     if (smaller == 0) {
         if (wantVectors) {
             v.setIdentity();
         }
         return;
     }
-    requireFinite(*this, m, n, "Matrix SVD");
+    requireFinite(*this, "Matrix SVD");
     const int workLength = 4 * std::max({1, 5 * smaller - 4, std::max(m, n) + 3 * smaller});
     std::vector<double> work = doubles(workLength);
     const int info = qormath::lapack::gesvd('O', wantVectors ? 'A' : 'N', m, n, a, leadingDimension(true),
@@ -56,50 +74,59 @@ void BasicMatrix<double>::svd(Vector<double>& s, Matrix<double>& v, int /*maxIte
     if (wantVectors) {
         v.transposeInPlace();
     }
-    requireSuccess(info, "Matrix SVD");
+    requireSuccess(info == 0, "Matrix SVD");
 }
 
 template <>
 BasicMatrix<double>& BasicMatrix<double>::balance() {
+    constexpr const char* operation = "Matrix balance";
+    double* const a = squareDataToOverwrite(*this, operation);
     const int n = cols();
-    double* const a = numericData(true);
-    requireFinite(*this, n, n, "Matrix balance");
+    if (n == 0) {
+        return *this;
+    }
+    requireFinite(*this, operation);
     std::vector<double> scale = doubles(n);
     int ilo = 0;
     int ihi = 0;
-    requireSuccess(qormath::lapack::gebal('S', n, a, leadingDimension(true), ilo, ihi, scale.data()), "Matrix balance");
+    requireSuccess(qormath::lapack::gebal('S', n, a, leadingDimension(true), ilo, ihi, scale.data()) == 0, operation);
     return *this;
 }
 
 template <>
 BasicMatrix<double>& BasicMatrix<double>::hessenberg() {
+    constexpr const char* operation = "Matrix Hessenburg reduction";
+    double* const a = squareDataToOverwrite(*this, operation);
     const int n = cols();
-    double* const a = numericData(true);
     if (n == 0) {
         return *this;
     }
     std::vector<double> tau = doubles(n);
     std::vector<double> work = doubles(n);
-    requireSuccess(qormath::lapack::gehrd(n, 1, n, a, leadingDimension(true), tau.data(), work.data(), n),
-                   "Matrix Hessenburg reduction");
+    const int info = qormath::lapack::gehrd(n, 1, n, a, leadingDimension(true), tau.data(), work.data(), n);
+    requireSuccess(info == 0, operation);
     return *this;
 }
 
 template <>
 BasicMatrix<double>& BasicMatrix<double>::hessenbergEigenvalues(Vector<double>& re, Vector<double>& im,
                                                                 int /*maxIterations*/) {
+    constexpr const char* operation = "Hessenburg Matrix eigenvalues";
+    double* const h = squareDataToOverwrite(*this, operation);
     const int n = cols();
     re = Vector<double>(n);
     im = Vector<double>(n);
-    double* const h = numericData(true);
     if (n == 0) {
         return *this;
     }
-    requireFinite(*this, n, n, "Hessenburg Matrix eigenvalues");
+    for (int j = 0; j < n; ++j) {
+        const int shown = std::min(j + 2, n);  // the rest of the column is not read
+        requireSuccess(qormath::lapack::allFinite(shown, 1, &(*this)(0, j), shown), operation);
+    }
     std::vector<double> work = doubles(n);
-    requireSuccess(qormath::lapack::hseqr('E', 'N', n, 1, n, h, leadingDimension(true), re.numericData(),
-                                          im.numericData(), nullptr, 1, work.data(), n),
-                   "Hessenburg Matrix eigenvalues");
+    const int info = qormath::lapack::hseqr('E', 'N', n, 1, n, h, leadingDimension(true), re.numericData(),
+                                            im.numericData(), nullptr, 1, work.data(), n);
+    requireSuccess(info == 0, operation);
     return *this;
 }
 
@@ -110,8 +137,7 @@ BasicMatrix<double>& BasicMatrix<double>::eigenvalues(Vector<double>& re, Vector
 
 MatrixSoft<double> svdCopy(const BasicMatrix<double>& a, Vector<double>& s, Matrix<double>& v, int maxIterations,
                            bool wantVectors) {
-    Matrix<double> u;
-    u = Matrix<double>(Matrix<double>(MatrixSoft<double>(a)), true);
+    Matrix<double> u(Matrix<double>(MatrixSoft<double>(a)), true);
     u.svd(s, v, maxIterations, wantVectors);
     return u;
 }
@@ -122,15 +148,19 @@ MatrixSoft<double> pseudoInverse(const BasicMatrix<double>& a, const double& tol
     Vector<double> s;
     Matrix<double> v;
     const Matrix<double> u = svdCopy(a, s, v, maxIterations, true);
-    if (s.size() == 0) {
+    const int computed = std::min(a.rows(), a.cols());
+    if (computed == 0) {
         return zeroMatrix(a.cols(), a.rows());
     }
     const double cutOff = (tolerance >= 0.0 ? tolerance : defaultTolerance) * s[0];
-    for (int i = 0; i < s.size(); ++i) {
+    for (int i = 0; i < computed; ++i) {
         const double factor = cutOff > s[i] || s[i] == 0.0 ? 0.0 : 1.0 / s[i];
         v.column(i) *= factor;
     }
-    return product(v, u.transpose());
+    // Of a wide matrix, the columns beyond the rows hold no singular vectors.
+    const Range all(-1, -1, 1);
+    const Range leading(0, computed - 1, 1);
+    return v(all, leading) * u(all, leading).transpose();
 }
 
 }  // namespace QorMathLA

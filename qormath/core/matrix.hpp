@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include <qormath/core/element_kind.hpp>
+#include <qormath/core/iterators.hpp>
 #include <qormath/core/range.hpp>
 #include <qormath/core/shared_array.hpp>
 #include <qormath/core/vector.hpp>
@@ -21,62 +22,6 @@ namespace QorMathLA {
 
 template <class T>
 class MatrixSoft;
-
-/// Walks a matrix's elements in logical column-major order; finished once a stored row or column has left its range.
-/// A view with a range that runs downwards yields no elements.
-template <class T>
-class ColumnIterator {
-  public:
-    using value_type = std::remove_const_t<T>;
-    using difference_type = std::ptrdiff_t;
-
-    ColumnIterator() = default;
-    ColumnIterator(T* block, std::int32_t rows, bool transposed, const Range& rowRange, const Range& colRange)
-        : block_(block),
-          rowRange_(rowRange),
-          colRange_(colRange),
-          row_(rowRange.start),
-          column_(colRange.start),
-          rows_(rows),
-          transposed_(transposed) {}
-
-    bool finished() const {
-        return row_ < rowRange_.start || row_ > rowRange_.end || column_ < colRange_.start || column_ > colRange_.end;
-    }
-
-    T& operator*() const { return block_[column_ * rows_ + row_]; }
-
-    ColumnIterator& operator++() {
-        if (transposed_) {
-            advance(column_, colRange_, row_, rowRange_);
-        } else {
-            advance(row_, rowRange_, column_, colRange_);
-        }
-        return *this;
-    }
-
-    void operator++(int) { ++*this; }
-
-    friend bool operator==(const ColumnIterator& iterator, std::default_sentinel_t) { return iterator.finished(); }
-
-  private:
-    static void advance(std::ptrdiff_t& inner, const Range& innerRange, std::ptrdiff_t& outer,
-                        const Range& outerRange) {
-        inner += innerRange.stride;
-        if (inner < innerRange.start || inner > innerRange.end) {
-            outer += outerRange.stride;
-            inner = innerRange.start;
-        }
-    }
-
-    T* block_ = nullptr;
-    Range rowRange_;
-    Range colRange_;
-    std::ptrdiff_t row_ = 0;
-    std::ptrdiff_t column_ = 0;
-    std::ptrdiff_t rows_ = 0;
-    bool transposed_ = false;
-};
 
 /// What Matrix and MatrixSoft have in common: a share of a column-major block, the ranges of stored rows and columns
 /// that this object shows, and whether the logical matrix is the transpose of them. The two differ in what copying
@@ -104,7 +49,10 @@ class QORMATH_API BasicMatrix {
     /// everything. Throws the int -1 if a stride differs from that of the view.
     MatrixSoft<T> operator()(const Range& rowSelection, const Range& colSelection) const;
 
+    /// Logical row i, as a view of the same block.
     VectorSoft<T> row(int i) const;
+
+    /// Logical column j, as a view of the same block.
     VectorSoft<T> column(int j) const;
 
     /// Row, or column, number index, from position offset: at most length elements, or all to its end if length is
@@ -114,19 +62,23 @@ class QORMATH_API BasicMatrix {
     /// The transpose, as a view of the same block.
     MatrixSoft<T> transpose() const;
 
-    /// Address of the first stored element of the view. With check set a transposed matrix throws xmsg 9
-    /// "Matrix: get data for Fortran call", for a routine that has no transposition argument would misread it.
+    /// Address of the first stored element of the view, null if there is no block. With check set a transposed matrix
+    /// throws xmsg 9 "Matrix: get data for Fortran call", for a routine that has no transposition argument would
+    /// misread it.
     T* numericData(bool check) {
         requireUntransposed(check);
-        return array.data + firstPosition();
+        return array.data == nullptr ? nullptr : array.data + firstPosition();
     }
     const T* numericData(bool check) const {
         requireUntransposed(check);
-        return array.data + firstPosition();
+        return array.data == nullptr ? nullptr : array.data + firstPosition();
     }
 
     /// Leading dimension of the block; with check set, the stored column count for a transposed matrix.
     int leadingDimension(bool check) const { return check && transposed ? storedCols : storedRows; }
+
+    /// True when both ranges have a stride of 1, which row and column views and the numeric routines take for granted.
+    bool hasUnitStrides() const { return rowRange.stride == 1 && colRange.stride == 1; }
 
     /// Sets every element of the view, and thus of the block that it shows.
     void fill(const T& value);
@@ -154,8 +106,8 @@ class QORMATH_API BasicMatrix {
     MatrixSoft<T> appendToBottom(const BasicMatrix& other) const;
 
     /// X with this X = b, through the pseudo-inverse, so that a singular matrix is no failure. For a matrix that is
-    /// not square the minimum-norm right inverse is taken, whatever the shape; it is no least-squares solution for a
-    /// tall one. xmsg 5 "Matrix left division: %" if the row counts differ.
+    /// not square the minimum-norm right inverse A' (A A')^+ is taken, whatever the shape; it is no least-squares
+    /// solution for a tall one. xmsg 5 "Matrix left division: %" if the row counts differ.
     MatrixSoft<T> leftDivide(const BasicMatrix& b) const;
 
     /// Sum of the squares of the elements, in walking order, without a square root.
@@ -166,23 +118,29 @@ class QORMATH_API BasicMatrix {
 
     // ------------------------------------------------------------ for double only, see dense_factorisations.cpp
 
-    /// Singular value decomposition, in place, m by n: the first min(m, n) columns become the left singular vectors.
-    /// s becomes a vector of n elements of which the first min(m, n) are the singular values, in descending order;
-    /// v the n by n matrix of right singular vectors (not transposed) if wantVectors is set, else it stays.
-    /// maxIterations has no effect on the LAPACK route. Throws xmsg 11 "Matrix SVD" if the iteration fails, xmsg 9 for
-    /// a transposed matrix.
+    // Each of these throws xmsg 9 for a transposed matrix and the int -1 for a view of another stride than 1, before
+    // any element is changed. NaN and infinity are reported as a failure of the iteration that they would have met.
+
+    /// Singular value decomposition A = U S V' of an m by n matrix, in place (LAPACK's gesvd): the first min(m, n)
+    /// columns become the left singular vectors. s becomes a vector of n elements of which the first min(m, n) are
+    /// the singular values, in descending order; v the n by n matrix V of right singular vectors (not transposed) if
+    /// wantVectors is set, else it stays. maxIterations has no effect on the LAPACK route.
+    /// Throws xmsg 11 "Matrix SVD" if the iteration fails; m, s and v are then undetermined.
     void svd(Vector<T>& s, Matrix<T>& v, int maxIterations, bool wantVectors);
 
-    /// Scales a square matrix by a diagonal similarity, in place, without permuting it. The scaling is not kept, so
-    /// this is a step for eigenvalues. Throws xmsg 11 "Matrix balance".
+    /// Scales a square matrix by a diagonal similarity, in place, without permuting it (LAPACK's gebal, job S). The
+    /// scaling is not kept, so this is a step for eigenvalues. Throws xmsg 11 "Matrix balance", also for a matrix
+    /// that is not square.
     BasicMatrix& balance();
 
-    /// Reduces a square matrix to upper Hessenberg form, in place; the reflectors stay below the subdiagonal. Throws
-    /// xmsg 11 "Matrix Hessenburg reduction".
+    /// Reduces a square matrix to upper Hessenberg form, in place (LAPACK's gehrd); the reflectors stay below the
+    /// subdiagonal. Throws xmsg 11 "Matrix Hessenburg reduction" for a matrix that is not square.
     BasicMatrix& hessenberg();
 
-    /// The eigenvalues of an upper Hessenberg matrix, unsorted, a complex pair side by side with the positive
-    /// imaginary part first. The matrix is destroyed. Throws xmsg 11 "Hessenburg Matrix eigenvalues".
+    /// The eigenvalues of an upper Hessenberg matrix (LAPACK's hseqr); what stands below the subdiagonal is not read.
+    /// They come unsorted, a complex pair side by side with the positive imaginary part first. The matrix is destroyed;
+    /// maxIterations has no effect on the LAPACK route. Throws xmsg 11 "Hessenburg Matrix eigenvalues", also for a
+    /// matrix that is not square.
     BasicMatrix& hessenbergEigenvalues(Vector<T>& re, Vector<T>& im, int maxIterations);
 
     /// The eigenvalues of a square matrix: balance, hessenberg, hessenbergEigenvalues. The matrix is destroyed.
@@ -198,10 +156,9 @@ class QORMATH_API BasicMatrix {
 
   protected:
     BasicMatrix() noexcept : elementKind(matrixElementKind<T>()) {}
+    // Copies share the block. There are no moves: an object that was moved from would show elements it does not hold.
     BasicMatrix(const BasicMatrix&) = default;
-    BasicMatrix(BasicMatrix&&) = default;
     BasicMatrix& operator=(const BasicMatrix&) = default;
-    BasicMatrix& operator=(BasicMatrix&&) = default;
     ~BasicMatrix() = default;
 
   private:
@@ -240,7 +197,7 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
     Matrix(int rowCount, int colCount, const T* source = nullptr, bool adopt = false);
 
     /// A compact copy; with deep false a further holder of the block, with the same view of it.
-    Matrix(const Matrix& other, bool deep = true) {
+    Matrix(const Matrix& other, bool deep = true) : BasicMatrix<T>() {
         if (deep) {
             copyCompactly(other);
         } else {
@@ -250,7 +207,7 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
     }
 
     /// A copy whose cost is saved where nobody can tell: where other alone holds its block and shows all of it.
-    Matrix(Matrix&& other) {
+    Matrix(Matrix&& other) : BasicMatrix<T>() {
         takeOrCopy(other);
         this->elementKind = other.elementKind;
     }
@@ -327,7 +284,6 @@ template <class T>
 class QORMATH_API MatrixSoft : public BasicMatrix<T> {
   public:
     MatrixSoft(const MatrixSoft&) = default;
-    MatrixSoft(MatrixSoft&&) = default;
     MatrixSoft(const Matrix<T>& other) : BasicMatrix<T>(other) {}
     explicit MatrixSoft(const BasicMatrix<T>& other) : BasicMatrix<T>(other) {}
     ~MatrixSoft() = default;
@@ -371,11 +327,7 @@ MatrixSoft<T> BasicMatrix<T>::operator()(const Range& rowSelection, const Range&
 
 template <class T>
 VectorSoft<T> BasicMatrix<T>::vectorView(std::ptrdiff_t start, std::ptrdiff_t last, std::int32_t stride) const {
-    VectorSoft<T> view{Vector<T>()};
-    view.shareFrom(array);
-    view.range = Range(static_cast<std::int32_t>(start), static_cast<std::int32_t>(last), stride);
-    view.elementKind = elementKind;
-    return view;
+    return {array, Range(static_cast<std::int32_t>(start), static_cast<std::int32_t>(last), stride), elementKind};
 }
 
 /// Part of stored column number index of the view.
@@ -448,11 +400,12 @@ void Matrix<T>::copyCompactly(const BasicMatrix<T>& source) {
     const bool showsWholeBlock = !source.transposed && rowCount == source.storedRows && colCount == source.storedCols;
     if (showsWholeBlock && this->elementKind < firstKindCopiedByElement && std::is_trivially_copyable_v<T>) {
         std::copy_n(source.array.data, copy.count, copy.data);
-    } else if (!holdsNothing) {
-        T* element = copy.data;
-        for (const T& original : source) {
-            *element++ = original;
+    } else if (!source.transposed && source.hasUnitStrides()) {
+        for (std::ptrdiff_t j = 0; copy.count > 0 && j < colCount; ++j) {
+            std::copy_n(source.numericData(false) + j * source.storedRows, rowCount, copy.data + j * rowCount);
         }
+    } else {
+        detail::storeWalk(source.begin(), copy.data, copy.count);
     }
     this->array = std::move(copy);
     setWhole(rowCount, colCount);
@@ -480,10 +433,7 @@ void Matrix<T>::transposeInPlace() {
 
 template <class T>
 void MatrixSoft<T>::assignElements(const BasicMatrix<T>& source) {
-    auto target = this->begin();
-    for (auto element = source.begin(); !element.finished() && !target.finished(); ++element, ++target) {
-        *target = *element;
-    }
+    detail::writeWalk(this->begin(), source.begin());
 }
 
 // Members that stand for some element types only.

@@ -2,9 +2,10 @@
 
 namespace QorMathLA {
 
-/// The value without its minus sign; -0.0 stays as it is.
+/// The value, negated if it is below zero: -0.0 stays as it is, and so does the lowest integer, which has no opposite.
 constexpr int abs(int value) {
-    return value < 0 ? -value : value;
+    // Negated as an unsigned number, where wrapping around is defined.
+    return value < 0 ? static_cast<int>(0U - static_cast<unsigned int>(value)) : value;
 }
 constexpr double abs(double value) {
     return value < 0.0 ? -value : value;
@@ -12,7 +13,7 @@ constexpr double abs(double value) {
 
 /// The magnitude of a with a minus if b is below zero; -0.0 is not below zero.
 constexpr int sign(int a, int b) {
-    return b < 0 ? -abs(a) : abs(a);
+    return b < 0 ? static_cast<int>(0U - static_cast<unsigned int>(abs(a))) : abs(a);
 }
 constexpr double sign(double a, double b) {
     return b < 0.0 ? -abs(a) : abs(a);

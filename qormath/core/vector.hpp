@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include <qormath/core/element_kind.hpp>
+#include <qormath/core/iterators.hpp>
 #include <qormath/core/range.hpp>
 #include <qormath/core/shared_array.hpp>
 #include <qormath/export.h>
@@ -14,39 +15,8 @@ namespace QorMathLA {
 
 template <class T>
 class VectorSoft;
-
-/// Walks a vector's elements upwards; finished once it has left the positions from first to last. A view whose range
-/// runs downwards yields no elements.
 template <class T>
-class VectorIterator {
-  public:
-    using value_type = std::remove_const_t<T>;
-    using difference_type = std::ptrdiff_t;
-
-    VectorIterator() = default;
-    VectorIterator(T* block, const Range& range)
-        : block_(block), position_(range.start), first_(range.start), last_(range.end), stride_(range.stride) {}
-
-    bool finished() const { return position_ < first_ || position_ > last_; }
-
-    T& operator*() const { return block_[position_]; }
-
-    VectorIterator& operator++() {
-        position_ += stride_;
-        return *this;
-    }
-
-    void operator++(int) { ++*this; }
-
-    friend bool operator==(const VectorIterator& iterator, std::default_sentinel_t) { return iterator.finished(); }
-
-  private:
-    T* block_ = nullptr;
-    std::ptrdiff_t position_ = 0;
-    std::ptrdiff_t first_ = 0;
-    std::ptrdiff_t last_ = -1;
-    std::ptrdiff_t stride_ = 1;
-};
+class BasicMatrix;
 
 /// What Vector and VectorSoft have in common: a share of a block, and the range of it that this object shows. The two
 /// differ in what copying means; see there. No index and no selection is checked against a bound.
@@ -65,9 +35,9 @@ class QORMATH_API BasicVector : public SharedArray<T> {
     /// Throws the int -1 if the two strides differ.
     VectorSoft<T> operator()(const Range& selection) const;
 
-    /// Address of the first element shown.
-    T* numericData() { return this->data + range.start; }
-    const T* numericData() const { return this->data + range.start; }
+    /// Address of the first element shown; null if there is no block.
+    T* numericData() { return this->data == nullptr ? nullptr : this->data + range.start; }
+    const T* numericData() const { return this->data == nullptr ? nullptr : this->data + range.start; }
 
     /// Sets every element of the view, and thus of the block that it shows.
     void fill(const T& value);
@@ -97,10 +67,12 @@ class QORMATH_API BasicVector : public SharedArray<T> {
 
   protected:
     BasicVector() noexcept : elementKind(vectorElementKind<T>()) {}
+    BasicVector(const SharedArray<T>& block, const Range& shown, std::int32_t kind) noexcept
+        : SharedArray<T>(block), range(shown), elementKind(kind) {}
+
+    // Copies share the block. There are no moves: an object that was moved from would show elements it does not hold.
     BasicVector(const BasicVector&) = default;
-    BasicVector(BasicVector&&) = default;
     BasicVector& operator=(const BasicVector&) = default;
-    BasicVector& operator=(BasicVector&&) = default;
     ~BasicVector() = default;
 
     /// Writes the elements of source into those shown here, until the shorter of the two ends.
@@ -129,7 +101,7 @@ class QORMATH_API Vector : public BasicVector<T> {
     }
 
     /// A compact copy; with deep false a further holder of the block, with the same view of it.
-    Vector(const Vector& other, bool deep = true) {
+    Vector(const Vector& other, bool deep = true) : BasicVector<T>() {
         if (deep) {
             copyCompactly(other);
         } else {
@@ -139,7 +111,7 @@ class QORMATH_API Vector : public BasicVector<T> {
     }
 
     /// A copy whose cost is saved where nobody can tell: where other alone holds its block and shows all of it.
-    Vector(Vector&& other) {
+    Vector(Vector&& other) : BasicVector<T>() {
         takeOrCopy(other);
         this->elementKind = other.elementKind;
     }
@@ -191,7 +163,6 @@ template <class T>
 class QORMATH_API VectorSoft : public BasicVector<T> {
   public:
     VectorSoft(const VectorSoft&) = default;
-    VectorSoft(VectorSoft&&) = default;
     VectorSoft(const Vector<T>& other) : BasicVector<T>(other) {}
     explicit VectorSoft(const BasicVector<T>& other) : BasicVector<T>(other) {}
     ~VectorSoft() = default;
@@ -211,6 +182,12 @@ class QORMATH_API VectorSoft : public BasicVector<T> {
         this->fill(value);
         return *this;
     }
+
+  private:
+    VectorSoft(const SharedArray<T>& block, const Range& shown, std::int32_t kind) noexcept
+        : BasicVector<T>(block, shown, kind) {}
+
+    friend class BasicMatrix<T>;
 };
 
 template <class T>
@@ -242,10 +219,7 @@ VectorSoft<T> BasicVector<T>::filled(const T& value) const {
 
 template <class T>
 void BasicVector<T>::assignElements(const BasicVector& source) {
-    auto target = begin();
-    for (auto element = source.begin(); !element.finished() && !target.finished(); ++element, ++target) {
-        *target = *element;
-    }
+    detail::writeWalk(begin(), source.begin());
 }
 
 template <class T>
@@ -257,10 +231,7 @@ void Vector<T>::copyCompactly(const BasicVector<T>& source) {
     if (length == source.count && this->elementKind < firstKindCopiedByElement && std::is_trivially_copyable_v<T>) {
         std::copy_n(source.data, length, copy.data);
     } else {
-        T* element = copy.data;
-        for (const T& original : source) {
-            *element++ = original;
-        }
+        detail::storeWalk(source.begin(), copy.data, length);
     }
     static_cast<SharedArray<T>&>(*this) = std::move(copy);
     this->range = Range(0, this->count - 1, 1);
