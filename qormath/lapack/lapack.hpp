@@ -149,6 +149,14 @@ inline int gesvd(char jobu, char jobvt, int m, int n, double* a, int lda, double
                                atLeastOne(ldvt), work, lwork);
 }
 
+/// The same by divide and conquer, several times faster with vectors; job 'A', 'S' or 'N', iwork of 8 min(m, n). Info
+/// above 0: no convergence, and gesvd may still succeed on a fresh copy.
+inline int gesdd(char job, int m, int n, double* a, int lda, double* s, double* u, int ldu, double* vt, int ldvt,
+                 double* work, int lwork, int* iwork) {
+    return LAPACKE_dgesdd_work(LAPACK_COL_MAJOR, job, m, n, a, atLeastOne(lda), s, u, atLeastOne(ldu), vt,
+                               atLeastOne(ldvt), work, lwork, iwork);
+}
+
 // ---------------------------------------------------------------- eigenvalues and Schur forms
 
 /// Balances a square matrix; job 'S' scales, 'P' permutes, 'B' does both.
