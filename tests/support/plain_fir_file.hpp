@@ -283,9 +283,7 @@ class PlainFIRFile {
                 return status;
             }
         }
-        if (version != 9896) {
-            curveCounts[j] = found;
-        } else if (found != curveCounts[j]) {
+        if (version == 9896 && found != curveCounts[j]) {
             endedInside = true;
             return 13;
         }
@@ -330,7 +328,7 @@ class PlainFIRFile {
         }
         curves.push_back({j, i, static_cast<int>(data.size()), values.back(), gain});
         data.insert(data.end(), values.begin(), values.end());
-        ++found;
+        ++(version == 9896 ? found : curveCounts[j]);
         return 0;
     }
 
