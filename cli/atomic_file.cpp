@@ -1,0 +1,166 @@
+#include "atomic_file.hpp"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "program_error.hpp"
+
+namespace qormath::cli {
+
+namespace {
+
+constexpr mode_t permissionBits = 07777;
+constexpr mode_t permissionsOfANewFile = 0666;  // less the umask
+
+ProgramError writeError(const std::string& path, int error) {
+    return ProgramError(path, std::string("cannot be written: ") + std::strerror(error));
+}
+
+std::string folderOf(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+/// What stands behind a path, through symbolic links.
+struct Target {
+    explicit Target(const std::string& path) {
+        struct stat found {};
+        if (path.empty()) {
+            throw ProgramError("the name of the output file is empty");
+        }
+        if (stat(path.c_str(), &found) == 0) {
+            exists = true;
+            permissions = found.st_mode & permissionBits;
+            isFolder = S_ISDIR(found.st_mode);
+            isDevice = !isFolder && !S_ISREG(found.st_mode);
+        } else if (errno != ENOENT) {
+            throw writeError(path, errno);
+        }
+        name = path;
+        // A stream that the shell has opened is written as it stands, even where a file is behind it.
+        isDevice = isDevice || path.rfind("/dev/fd/", 0) == 0;
+        if (exists && !isDevice) {
+            const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr), &std::free);
+            name = resolved == nullptr ? path : resolved.get();
+        }
+    }
+
+    std::string name;
+    bool exists = false;
+    bool isFolder = false;
+    bool isDevice = false;
+    mode_t permissions = 0;
+};
+
+Target writableTarget(const std::string& path) {
+    if (path == "/dev/stdout") {
+        throw ProgramError(path, "cannot be written: the table goes there; name a file");
+    }
+    Target target(path);
+    if (target.isFolder) {
+        throw writeError(path, EISDIR);
+    }
+    if (target.exists && access(target.name.c_str(), W_OK) != 0) {
+        throw writeError(path, errno);
+    }
+    if (!target.isDevice && access(folderOf(target.name).c_str(), W_OK | X_OK) != 0) {
+        throw writeError(path, errno);
+    }
+    return target;
+}
+
+mode_t defaultPermissions() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return permissionsOfANewFile & ~mask;
+}
+
+/// A new file beside its target, which goes away unless it takes the target's place.
+class TemporaryFile {
+  public:
+    TemporaryFile(const Target& target, const std::string& path)
+        : path_(path), target_(target), name_(folderOf(target.name) + "/.qormath-XXXXXX") {
+        const int descriptor = mkstemp(name_.data());
+        if (descriptor < 0) {
+            throw writeError(path_, errno);
+        }
+        close(descriptor);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (!taken_) {
+            unlink(name_.c_str());
+        }
+    }
+
+    const std::string& name() const { return name_; }
+
+    void takePlace() {
+        // A disk may report only here that it could not keep what it had accepted.
+        const int descriptor = open(name_.c_str(), O_WRONLY | O_CLOEXEC);
+        if (descriptor < 0) {
+            throw writeError(path_, errno);
+        }
+        const mode_t mode = target_.exists ? target_.permissions : defaultPermissions();
+        const int syncFailure = fchmod(descriptor, mode) == 0 && fsync(descriptor) == 0 ? 0 : errno;
+        const int closeFailure = close(descriptor) == 0 ? 0 : errno;
+        if (syncFailure != 0 || closeFailure != 0) {
+            throw writeError(path_, syncFailure != 0 ? syncFailure : closeFailure);
+        }
+        if (std::rename(name_.c_str(), target_.name.c_str()) != 0) {
+            throw writeError(path_, errno);
+        }
+        taken_ = true;
+    }
+
+  private:
+    std::string path_;
+    Target target_;
+    std::string name_;
+    bool taken_ = false;
+};
+
+void writeText(const std::string& path, const std::string& name, std::string_view text) {
+    std::FILE* file = std::fopen(name.c_str(), "we");
+    if (file == nullptr) {
+        throw writeError(path, errno);
+    }
+    errno = 0;
+    const bool isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
+    const int writeFailure = isWritten ? 0 : errno;
+    const int closeFailure = std::fclose(file) == 0 ? 0 : errno;
+    if (!isWritten || closeFailure != 0) {
+        throw writeError(path, writeFailure != 0 ? writeFailure : closeFailure);
+    }
+}
+
+}  // namespace
+
+void requireWritable(const std::string& path) {
+    writableTarget(path);
+}
+
+void replaceFile(const std::string& path, const std::function<void(const std::string& name)>& write) {
+    const Target target = writableTarget(path);
+    if (target.isDevice) {
+        write(target.name);
+        return;
+    }
+    TemporaryFile temporary(target, path);
+    write(temporary.name());
+    temporary.takePlace();
+}
+
+void replaceFileByText(const std::string& path, std::string_view text) {
+    replaceFile(path, [&](const std::string& name) { writeText(path, name, text); });
+}
+
+}  // namespace qormath::cli

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <iosfwd>
+
+namespace CLI {
+class App;
+}
+
+namespace qormath::cli {
+
+/// Where a command writes: its result, and its warnings.
+struct Console {
+    std::ostream& out;
+    std::ostream& err;
+};
+
+// Each adds its command to the program. The command runs while the program parses its arguments, and throws
+// ProgramError.
+
+void addInfoCommand(CLI::App& program, const Console& console);
+void addRealiseCommand(CLI::App& program, const Console& console);
+void addSimulateCommand(CLI::App& program, const Console& console);
+
+}  // namespace qormath::cli

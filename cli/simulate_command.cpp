@@ -1,0 +1,117 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <qormath/core/xmsg.hpp>
+
+#include "atomic_file.hpp"
+#include "commands.hpp"
+#include "fidelity.hpp"
+#include "model_file.hpp"
+#include "program_error.hpp"
+#include "simulation.hpp"
+#include "system_file.hpp"
+#include "text.hpp"
+
+namespace qormath::cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct SimulateOptions {
+    std::string system;
+    std::string reference;
+    std::string model;
+    bool json = false;
+};
+
+/// Model files hold names in upper case.
+std::vector<std::string> upperCase(std::vector<std::string> names) {
+    for (std::string& name : names) {
+        std::transform(name.begin(), name.end(), name.begin(),
+                       [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+    }
+    return names;
+}
+
+void warnOfOtherNames(const SimulateOptions& options, const SystemFile& file, const LTIFIRModel& reference,
+                      const Console& console) {
+    const bool agree = upperCase(file.inputs) == upperCase(namesOf(reference.inputNames)) &&
+                       upperCase(file.outputs) == upperCase(namesOf(reference.outputNames));
+    if (!agree) {
+        console.err << printable("qormath: warning: " + options.system +
+                                 " names its inputs and outputs otherwise than " + options.reference +
+                                 ", whose names are taken")
+                    << '\n';
+    }
+}
+
+LTIFIRModel curvesOf(const SimulateOptions& options, const SystemFile& file, const LTIFIRModel& reference) {
+    try {
+        return simulate(file, reference);
+    } catch (const ProgramError& error) {
+        throw ProgramError(options.system, "does not belong to " + options.reference + ": " + error.what());
+    } catch (const QorMathLA::xmsg& error) {
+        throw ProgramError(options.system, "cannot be simulated: the step \"" + error.message + "\" failed");
+    }
+}
+
+void print(std::ostream& out, const SimulateOptions& options, const LTIFIRModel& model, int states,
+           const Fidelity& fidelity) {
+    if (options.json) {
+        Json object;
+        object["system"] = toUtf8(options.system);
+        object["like"] = toUtf8(options.reference);
+        object["model"] = toUtf8(options.model);
+        addModelFacts(object, model);
+        object["states"] = states;
+        addFidelityFacts(object, fidelity);
+        out << object.dump(2) << '\n';
+        return;
+    }
+    FactTable table;
+    table.add("system", options.system);
+    table.add("compared with", options.reference);
+    table.add("model", options.model);
+    addModelFacts(table, model);
+    table.add("states", std::to_string(states));
+    addFidelityFacts(table, fidelity);
+    table.print(out);
+}
+
+void run(const SimulateOptions& options, const Console& console) {
+    const SystemFile file = readSystemFile(options.system);
+    const LTIFIRModel reference = readModelFile(options.reference);
+    requireWritable(options.model);
+    const LTIFIRModel model = curvesOf(options, file, reference);
+    const Fidelity fidelity = compare(file.system, model, reference);
+    writeModelFile(options.model, model);
+    warnOfOtherNames(options, file, reference, console);
+    print(console.out, options, model, file.system.A.rows(), fidelity);
+}
+
+}  // namespace
+
+void addSimulateCommand(CLI::App& program, const Console& console) {
+    const auto options = std::make_shared<SimulateOptions>();
+    CLI::App* command = program.add_subcommand(
+        "simulate", "Turn a state-space model into step-response curves, and compare them with those of a model");
+    command->add_option("SYSTEM.json", options->system, "The system file")->required();
+    command
+        ->add_option("--like", options->reference,
+                     "The model file that tells names, ramps, sample time and number of coefficients")
+        ->required()
+        ->option_text("MODEL.fir");
+    command->add_option("-o,--output", options->model, "The model file to be written")
+        ->required()
+        ->option_text("OUT.fir");
+    command->add_flag("--json", options->json, "Print JSON");
+    command->callback([options, console] { run(*options, console); });
+}
+
+}  // namespace qormath::cli

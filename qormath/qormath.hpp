@@ -1,0 +1,16 @@
+#pragma once
+
+// Everything that callers of the library use, in one include. The headers stand on their own too.
+
+#include <qormath/control/qor_math_control.hpp>
+#include <qormath/core/arithmetic.hpp>
+#include <qormath/core/matrix.hpp>
+#include <qormath/core/range.hpp>
+#include <qormath/core/shared_array.hpp>
+#include <qormath/core/vector.hpp>
+#include <qormath/core/xmsg.hpp>
+#include <qormath/models/fir_file.hpp>
+#include <qormath/models/lti_fir_model.hpp>
+#include <qormath/models/lti_state_space_model.hpp>
+#include <qormath/structure/ability_manager.hpp>
+#include <qormath/version.hpp>

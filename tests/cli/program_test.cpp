@@ -1,0 +1,115 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include <qormath/version.hpp>
+
+#include "program_run.hpp"
+
+namespace qormath::cli {
+namespace {
+
+using qormath::test::exampleModel;
+using qormath::test::ProgramRun;
+using qormath::test::runQormath;
+using qormath::test::TemporaryFolder;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+/// A wrong command line gives one line on standard error and nothing else.
+void expectUsageError(const std::vector<std::string>& arguments, const std::string& cause) {
+    const ProgramRun run = runQormath(arguments);
+    EXPECT_EQ(run.status, 2) << cause;
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, StartsWith("qormath: "));
+    EXPECT_THAT(run.err, HasSubstr(cause));
+    EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+}
+
+TEST(Program, TellsItsCommands) {
+    const ProgramRun run = runQormath({"--help"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    for (const char* command : {"info", "realise", "simulate"}) {
+        EXPECT_THAT(run.out, HasSubstr(command));
+    }
+}
+
+TEST(Program, TellsTheOptionsOfEachCommand) {
+    const ProgramRun info = runQormath({"info", "--help"});
+    const ProgramRun realise = runQormath({"realise", "--help"});
+    const ProgramRun simulate = runQormath({"simulate", "--help"});
+    for (const ProgramRun& run : {info, realise, simulate}) {
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.err, "");
+        EXPECT_THAT(run.out, HasSubstr("--json"));
+    }
+    EXPECT_THAT(info.out, HasSubstr("MODEL.fir"));
+    for (const char* option : {"MODEL.fir", "--output", "SYSTEM.json", "--order", "--no-retain-gain", "--aligned"}) {
+        EXPECT_THAT(realise.out, HasSubstr(option));
+    }
+    for (const char* option : {"SYSTEM.json", "--like", "MODEL.fir", "--output", "OUT.fir"}) {
+        EXPECT_THAT(simulate.out, HasSubstr(option));
+    }
+}
+
+TEST(Program, TellsItsVersion) {
+    const ProgramRun run = runQormath({"--version"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "qormath " QORMATH_VERSION "\n");
+}
+
+TEST(Program, WithoutACommandIsAUsageError) {
+    expectUsageError({}, "a command is needed");
+}
+
+TEST(Program, WithAnUnknownCommandIsAUsageError) {
+    expectUsageError({"melt"}, "there is no command or option 'melt'");
+    expectUsageError({"--loud"}, "there is no command or option '--loud'");
+}
+
+TEST(Program, WithAnUnknownOptionIsAUsageError) {
+    expectUsageError({"info", "--loud", exampleModel("wood_berry.fir")}, "--loud");
+}
+
+TEST(Program, WithoutAnArgumentIsAUsageError) {
+    expectUsageError({"info"}, "MODEL.fir");
+    expectUsageError({"realise", exampleModel("wood_berry.fir")}, "--output");
+    expectUsageError({"realise", "-o", "system.json"}, "MODEL.fir");
+    expectUsageError({"simulate", "system.json", "-o", "out.fir"}, "--like");
+    expectUsageError({"simulate", "system.json", "--like", "model.fir"}, "--output");
+}
+
+TEST(Program, WithAnArgumentTooManyIsAUsageError) {
+    expectUsageError({"info", "one.fir", "two.fir"}, "two.fir");
+}
+
+TEST(Program, WithAnOrderThatIsNoneIsAUsageError) {
+    for (const char* order : {"0", "-1", "many", "1.5", "99999999999"}) {
+        expectUsageError({"realise", exampleModel("wood_berry.fir"), "-o", "system.json", "--order", order}, "--order");
+    }
+}
+
+TEST(Program, ReportsOneLineThatNamesTheFile) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("missing\nfile.fir");
+    const ProgramRun run = runQormath({"info", path});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "qormath: " + folder.path() + "/missing?file.fir: cannot be read: No such file or directory\n");
+}
+
+TEST(Program, FailsIfItsResultCannotBePrinted) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--help"}, {"info", exampleModel("wood_berry.fir")}}) {
+        const ProgramRun run = runQormath(arguments, {.largestFile = {}, .standardOutput = "/dev/full"});
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.err, "qormath: standard output: the result cannot be written\n");
+    }
+}
+
+}  // namespace
+}  // namespace qormath::cli
