@@ -29,9 +29,9 @@ enum Outcome : int {
     resultOutOfRange = 6
 };
 
-// How far a state that nothing reaches, or that reaches nothing, is scaled down before the Schur form. Such a state has
-// no scale of its own, and what it is coupled with loses digits to its large elements; 2^40 undoes units of 1e12.
-constexpr double reductionOfOneSidedStates = 0x1p40;
+// States that nothing reaches, or that reach nothing, keep the scale they came with: scaling them down brought no digit
+// to the others, since the Schur form isolates them by permutation.
+constexpr double noReductionOfOneSidedStates = 1.0;
 // Hankel singular values count as equal within this many ns * eps * hsv(1): the Schur form and the factors move the
 // largest ones by up to two such units (seen on pairs known to be equal) ...
 constexpr double roundingsOfHankelValues = 10.0;
@@ -89,7 +89,7 @@ int illegalArgument(int n, int m, int p, bool fixed, double tolerance, int nr, d
 
 void scaleToLowNorm(System& system) {
     Matrix scale(static_cast<std::size_t>(system.n));
-    double reduction = reductionOfOneSidedStates;
+    double reduction = noReductionOfOneSidedStates;
     int info = 0;
     NORMREDUCTIONFORT(&system.n, &system.m, &system.p, &reduction, system.a.data(), system.b.data(), system.c.data(),
                       scale.data(), &info);

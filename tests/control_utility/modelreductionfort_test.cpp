@@ -189,6 +189,8 @@ double sensitivity(const RawSystem& s, std::complex<double> z) {
 /// is its pole, is left out.
 void expectSameTransferFunction(const RawSystem& reference, const RawSystem& system, bool discrete, double slack,
                                 double condition = 1.0, int points = 40, bool integrating = false) {
+    ASSERT_EQ(system.b.cols, reference.b.cols);
+    ASSERT_EQ(system.c.rows, reference.c.rows);
     constexpr double factor = 20.0;
     for (const std::complex<double> z : test::frequencies(discrete, points)) {
         if (integrating && z == (discrete ? 1.0 : 0.0)) {
@@ -660,7 +662,7 @@ TEST(ModelReduction, KeepsTheDigitsOfABadlyScaledFullSystem) {
 
 TEST(ModelReduction, KeepsTheDigitsBesideAStateThatNothingReaches) {
     // The state drives all others by 1e12 but stays at rest, so it is not in the transfer function. Its elements are by
-    // far the largest of the matrix, and its scale is free.
+    // far the largest of the matrix.
     for (const bool discrete : {true, false}) {
         const RawSystem system = parallel({stableSystem(discrete, 8, 2, 2, 46), unstableSystem(discrete, 1, 2, 2, 47)});
         const RawSystem resting{RawMatrix(1, 1, discrete ? 0.3 : -0.3), RawMatrix(1, 2), RawMatrix(2, 1, 1e12)};
@@ -672,6 +674,11 @@ TEST(ModelReduction, KeepsTheDigitsBesideAStateThatNothingReaches) {
         expectForm(r, discrete, marginOf(discrete));
         EXPECT_EQ(r.nr, 9);
         expectSameTransferFunction(system, r.system, discrete, 2.0 * r.discarded());
+        const Reduced alone = reduce(stableSystem(discrete, 8, 2, 2, 46), discrete);
+        ASSERT_EQ(alone.info, 0);
+        for (std::size_t k = 0; k < 8; ++k) {
+            EXPECT_NEAR(r.hsv[k], alone.hsv[k], 1e-12 * alone.hsv[0]);
+        }
     }
 }
 
