@@ -420,7 +420,7 @@ TEST(FirReadCurves, HandsOutCurvesOffsetsAndGains) {
     ASSERT_EQ(reading.scan(), FIR_OK);
     EXPECT_THAT(reading.offsets, ElementsAre(0, 30, 60, 90, -1, 120));
     EXPECT_EQ(reading.gains[4], 0.0);
-    for (const std::size_t pair : {0, 1, 2, 3, 5}) {
+    for (const std::size_t pair : {0U, 1U, 2U, 3U, 5U}) {
         const std::vector<double>& curve = model.curves[pair];
         const double gain = pair == 2 || pair == 3 ? curve[29] - curve[28] : curve[29];
         EXPECT_NEAR(reading.gains[pair], gain, 1e-15 * std::fabs(curve[29]));
