@@ -1,12 +1,13 @@
 // The cubic kernels of control_utility/ beside the unordered real Schur form with vectors of the same order, which is
 // what a caller has paid before any of them. The counter ratio is the time of the kernel as a multiple of it.
 //
-// One thread tells the most: OPENBLAS_NUM_THREADS=1 control_utility_bench
+// Times are of the processor, so that a busy machine does not sway the ratios: OPENBLAS_NUM_THREADS=1
+// control_utility_bench.
 
 #include <benchmark/benchmark.h>
-#include <chrono>
 #include <cmath>
 #include <cstddef>
+#include <ctime>
 #include <map>
 #include <random>
 #include <vector>
@@ -40,6 +41,10 @@ struct Schur {
     double seconds;  // that it took
 };
 
+double processorSeconds() {
+    return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
 // Computed once an order, in the run in which it is compared.
 const Schur& schurOfOrder(int n) {
     static std::map<int, Schur> known;
@@ -52,10 +57,10 @@ const Schur& schurOfOrder(int n) {
     Elements wr(static_cast<std::size_t>(n)), wi(static_cast<std::size_t>(n)), vectors(elements(n, n)), query(1);
     lapack::gees(n, schur.form.data(), n, wr.data(), wi.data(), vectors.data(), n, query.data(), -1);
     Elements work(static_cast<std::size_t>(query[0]));
-    const auto start = std::chrono::steady_clock::now();
+    const double start = processorSeconds();
     lapack::gees(n, schur.form.data(), n, wr.data(), wi.data(), vectors.data(), n, work.data(),
                  static_cast<int>(work.size()));
-    schur.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    schur.seconds = processorSeconds() - start;
     return known.emplace(n, std::move(schur)).first->second;
 }
 
@@ -77,9 +82,9 @@ void reportBesideSchur(benchmark::State& state, int n, Kernel kernel) {
     const double schurSeconds = schurOfOrder(n).seconds;
     double seconds = 0.0;
     for (auto iteration : state) {
-        const auto start = std::chrono::steady_clock::now();
+        const double start = processorSeconds();
         kernel();
-        const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        const double elapsed = processorSeconds() - start;
         state.SetIterationTime(elapsed);
         seconds += elapsed;
     }

@@ -167,9 +167,42 @@ class Factorisation {
     std::vector<double> work_;
 };
 
-// Factor of the packed a and b, into the packed s that is all zeros. b is overwritten.
-int factorPacked(bool discrete, int n, int m, const std::vector<double>& a, std::vector<double>& b,
-                 std::vector<double>& s, double& scale) {
+// Powers of 2 for the states that bring the off-diagonal elements of each pair to one size. A pair far from that would
+// be solved to the size of its larger state, at the cost of the digits of the smaller one. No rounding comes of it.
+std::vector<double> pairScaling(int n, const std::vector<double>& a) {
+    // Beyond these there is no room for a factor.
+    constexpr double largestScaled = 0x1p700;
+    constexpr int largestExponent = 200;
+    std::vector<double> scaling(static_cast<std::size_t>(n), 1.0);
+    if (largestElement(n, n, a.data(), n) > largestScaled) {
+        return scaling;
+    }
+    for (int row = 0; row + 1 < n; ++row) {
+        const double upper = *at(a.data(), n, row, row + 1);
+        if (startsPair(n, a.data(), n, row) && upper != 0.0) {
+            const int exponent = (std::ilogb(*at(a.data(), n, row + 1, row)) - std::ilogb(upper)) / 2;
+            scaling[static_cast<std::size_t>(row) + 1] =
+                std::ldexp(1.0, std::clamp(exponent, -largestExponent, largestExponent));
+        }
+    }
+    return scaling;
+}
+
+// a = d^-1 a d and b = d^-1 b for the diagonal matrix d.
+void changeStates(int n, int m, const std::vector<double>& d, std::vector<double>& a, std::vector<double>& b) {
+    for (int row = 0; row < n; ++row) {
+        const double factor = d[static_cast<std::size_t>(row)];
+        if (factor != 1.0) {
+            lapack::scal(n, 1.0 / factor, at(a.data(), n, row, 0), n);
+            lapack::scal(n, factor, at(a.data(), n, 0, row), 1);
+            lapack::scal(m, 1.0 / factor, at(b.data(), n, row, 0), n);
+        }
+    }
+}
+
+// Factor of the packed a and b, into the packed s that is all zeros. a and b are overwritten.
+int factorPacked(bool discrete, int n, int m, std::vector<double>& a, std::vector<double>& b, std::vector<double>& s,
+                 double& scale) {
     if (!lapack::allFinite(n, n, a.data(), n) || !lapack::allFinite(n, m, b.data(), n)) {
         return notFinite;
     }
@@ -185,7 +218,12 @@ int factorPacked(bool discrete, int n, int m, const std::vector<double>& a, std:
     for (double& element : b) {
         element /= size;
     }
+    const std::vector<double> scaling = pairScaling(n, a);
+    changeStates(n, m, scaling, a, b);
     scale = Factorisation(discrete, n, m, a.data(), b.data(), s.data()).run();
+    for (int row = 0; row < n; ++row) {
+        lapack::scal(n, scaling[static_cast<std::size_t>(row)], at(s.data(), n, row, 0), n);
+    }
     const double largest = largestElement(n, n, s.data(), n);
     double factor = size;
     if (largest > 1.0 && size > std::numeric_limits<double>::max() / largest) {

@@ -17,8 +17,12 @@ using lapack::Op;
 // Up to this order the plain kernel is faster than further cuts.
 constexpr int leafOrder = 16;
 
-// As in the Sylvester kernel: a block gets fewer than 64 updates, each within this limit.
-constexpr double updateLimit = std::numeric_limits<double>::max() / 128;
+// Columns of x that are solved together. The product of a with what the later columns add is taken once a panel.
+constexpr int panelOrder = 128;
+
+// As in the Sylvester kernel: a block gets fewer than 64 updates, each within this limit, about 1e271, and the guard of
+// the small systems is left to those that need it.
+constexpr double updateLimit = 0x1p900;
 
 struct Outcome {
     double scale = 1.0;
@@ -123,10 +127,13 @@ class RecursiveSolver {
           product_(static_cast<std::size_t>(m) * static_cast<std::size_t>(n)) {}
 
     Outcome solve(int m, int n, const double* a, const double* f, double* c) {
-        if (m <= leafOrder && n <= leafOrder) {
-            return solveLeaf(m, n, a, f, c);
+        if (n > panelOrder) {
+            return solvePanels(m, n, panelOrder, a, f, c);
         }
-        return m >= n ? solveCutA(m, n, a, f, c) : solveCutF(m, n, a, f, c);
+        if (m > leafOrder) {
+            return solveCutA(m, n, a, f, c);
+        }
+        return n > leafOrder ? solvePanels(m, n, leafOrder, a, f, c) : solveLeaf(m, n, a, f, c);
     }
 
     int info() const { return perturbed_ ? 1 : 0; }
@@ -144,16 +151,25 @@ class RecursiveSolver {
         return joined(first, solve(cut, n, a, f, c), m - cut, n, lower);
     }
 
-    Outcome solveCutF(int m, int n, const double* a, const double* f, double* c) {
-        const int cut = cutOutsidePair(f, ldf_, n / 2);
-        double* const right = at(c, ldc_, 0, cut);
-        Outcome first = solve(m, n - cut, a, at(f, ldf_, cut, cut), right);
-        scaleMatrix(m, n - cut, dampingBeforeUpdate(m, n - cut, first), right, ldc_);
-        scaleMatrix(m, cut, first.scale, c, ldc_);
-        lapack::gemm(Op::none, Op::transpose, m, cut, n - cut, 1.0, right, ldc_, at(f, ldf_, 0, cut), ldf_, 0.0,
-                     product_.data(), m);
-        addQuasiTriangularProduct(m, cut, a, product_.data(), m, c);
-        return joined(first, solve(m, cut, a, f, c), m, n - cut, right);
+    Outcome solvePanels(int m, int n, int width, const double* a, const double* f, double* c) {
+        Outcome solved;
+        for (int end = n; end > 0;) {
+            const int start = end <= width ? 0 : cutOutsidePair(f, ldf_, end - width);
+            const int order = end - start;
+            double* const panel = at(c, ldc_, 0, start);
+            double* const later = at(c, ldc_, 0, end);
+            if (end < n) {
+                scaleMatrix(m, n - end, dampingBeforeUpdate(m, n - end, solved), later, ldc_);
+                scaleMatrix(m, order, solved.scale, panel, ldc_);
+                lapack::gemm(Op::none, Op::transpose, m, order, n - end, 1.0, later, ldc_, at(f, ldf_, start, end),
+                             ldf_, 0.0, product_.data(), m);
+                addQuasiTriangularProduct(m, order, a, product_.data(), m, panel);
+            }
+            const Outcome next = solve(m, order, a, at(f, ldf_, start, start), panel);
+            solved = joined(solved, next, m, n - end, later);
+            end = start;
+        }
+        return solved;
     }
 
     // product_ = x f', with f quasi-triangular, by block rows of f from their diagonal blocks on.
@@ -253,7 +269,7 @@ class RecursiveSolver {
         // The pivots of I - f (x) a are judged against the sizes of what they are made of.
         const double size = std::max(1.0, largestElement(height, height, at(a, lda_, row, row), lda_) *
                                               largestElement(width, width, at(f, ldf_, column, column), ldf_));
-        SmallSystem system(height * width, lapack::machineEpsilon() * std::numeric_limits<double>::epsilon() * size);
+        SmallSystem system(height * width, lapack::machineEpsilon() * size);
         for (int j = 0; j < width; ++j) {
             for (int i = 0; i < height; ++i) {
                 system.right(i + j * height) = *at(c, ldc_, row + i, column + j);

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <limits>
 #include <vector>
 
 #include <qormath/control_utility/quasi_triangular.hpp>
@@ -14,9 +13,10 @@ using lapack::Op;
 // Up to this order LAPACK's column-wise kernel on packed copies is faster than further cuts.
 constexpr int leafOrder = 32;
 
-// Each update of a block of c adds a product of at most this size, and a block is updated at most once a cut of
-// either order, which is less than 64 times: the sum of the block and all its updates stays finite.
-constexpr double updateLimit = std::numeric_limits<double>::max() / 128;
+// Each update of a block of c adds a product of at most this size, about 1e271, and a block is updated at most once a
+// cut of either order, which is less than 64 times. The room above it keeps LAPACK's guards for small systems, which
+// bring a right-hand side near the largest number down to 1, to the cases in which the solution itself would overflow.
+constexpr double updateLimit = 0x1p900;
 
 class RecursiveSolver {
   public:

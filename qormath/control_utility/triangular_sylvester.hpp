@@ -10,8 +10,9 @@ namespace qormath::control_utility {
 /// where an element of the subdiagonal is not zero. Nothing below the subdiagonals is read. sign is 1 or -1. The
 /// equation has one solution when no eigenvalue of a is minus sign times one of b.
 ///
-/// scale, in (0, 1], keeps x from overflowing; it is 1 unless x would be near the largest number. Returns 0, or 1 when
-/// eigenvalues of a and -sign b were so close that the equation was perturbed to solve it.
+/// scale, at most 1, keeps x from overflowing; it is 1 unless c or x reaches about 1e271, and 0, with x of no meaning,
+/// where no scale brings x into the range of numbers. Returns 0, or 1 when eigenvalues of a and -sign b were so close
+/// that the equation was perturbed to solve it.
 ///
 /// The larger of the two orders is cut in halves until products do nearly all the work, as in I. Jonsson and
 /// B. Kågström, "Recursive blocked algorithms for solving triangular systems, part I", ACM Trans. Math. Software 28,

@@ -105,4 +105,130 @@ INSTANTIATE_TEST_SUITE_P(All, TriangularSylvesterOverSizes,
                          ::testing::Combine(::testing::Values(0, 1, 2, 3, 31, 32, 33, 150),
                                             ::testing::Values(0, 1, 2, 3, 31, 32, 33, 101)));
 
+// ------------------------------------------------------------------------------------------------- against dtrsyl
+
+TEST(TriangularSylvester, AgreesWithTheColumnwiseKernelToTheSeparationOfTheSpectra) {
+    // Eigenvalues in (1, 2) and strictly upper parts of norm below 0.2 keep the separation above 1.
+    const auto nearOne = [](test::NormalNumbers& numbers) { return test::Eigenvalue{1.0 + numbers.uniform(), 0.0}; };
+    constexpr double separation = 1.0;
+    for (const int m : {5, 32, 100}) {
+        for (const int n : {7, 33, 90}) {
+            const RawMatrix a = test::quasiTriangular(m, 0.0, 0.1 / m, 21, nearOne);
+            const RawMatrix b = test::quasiTriangular(n, 0.0, 0.1 / n, 22, nearOne);
+            test::NormalNumbers numbers(23);
+            RawMatrix c(m, n);
+            c.elements = numbers.matrix(m, n);
+            for (const Op opA : {Op::none, Op::transpose}) {
+                for (const Op opB : {Op::none, Op::transpose}) {
+                    const Solution solution = solve(opA, opB, 1, a, b, c);
+                    RawMatrix columnwise = c;
+                    double scale = 0.0;
+                    ASSERT_EQ(lapack::trsyl(opA, opB, 1, m, n, a.data(), m, b.data(), n, columnwise.data(), m, scale),
+                              0);
+                    ASSERT_EQ(scale, 1.0);
+                    const double bound = ratioLimit * (m + n) * lapack::machineEpsilon() *
+                                         (frobeniusNorm(a) + frobeniusNorm(b)) / separation * frobeniusNorm(columnwise);
+                    EXPECT_LE(frobeniusNorm(difference(solution.x, columnwise)), bound);
+                }
+            }
+        }
+    }
+}
+
+// -------------------------------------------------------------------------------------------------- near spectra
+
+TEST(TriangularSylvester, LeavesAResidualOfRoundingSizeWhenSpectraNearlyMeet) {
+    for (const int n : {2, 40, 90}) {
+        const RawMatrix a = halfPlane(n, true, 0.5, 31);
+        RawMatrix b = a;
+        for (int k = 0; k < n; ++k) {
+            b(k, k) *= 1.0 + 1e-10;
+        }
+        test::NormalNumbers numbers(32);
+        RawMatrix c(n, n);
+        c.elements = numbers.matrix(n, n);
+        const Solution solution = solve(Op::none, Op::none, -1, a, b, c);
+        EXPECT_EQ(solution.info, 0);
+        EXPECT_LE(sylvesterRatio(Op::none, Op::none, -1, a, b, c, solution), ratioLimit);
+    }
+}
+
+TEST(TriangularSylvester, TellsThatItPerturbedAnEquationWhoseSpectraMeet) {
+    for (const int n : {1, 2, 50, 80}) {
+        const RawMatrix a = halfPlane(n, true, 0.0, 41);
+        test::NormalNumbers numbers(42);
+        RawMatrix c(n, n);
+        c.elements = numbers.matrix(n, n);
+        const Solution solution = solve(Op::none, Op::transpose, -1, a, a, c);
+        EXPECT_EQ(solution.info, 1);
+        EXPECT_GT(solution.scale, 0.0);
+        EXPECT_TRUE(std::isfinite(lapack::lange(lapack::Norm::maxAbs, n, n, solution.x.data(), n)));
+    }
+}
+
+// ---------------------------------------------------------------------------------------- guard against overflow
+
+/// The residual ratio of a solution near the largest number, judged on x and c divided by a power of two.
+double ratioOfHuge(Op opA, Op opB, int sign, const RawMatrix& a, const RawMatrix& b, const RawMatrix& c,
+                   Solution solution) {
+    RawMatrix smallC = c;
+    for (double& element : smallC.elements) {
+        element *= 0x1p-600;
+    }
+    for (double& element : solution.x.elements) {
+        element *= 0x1p-600;
+    }
+    return sylvesterRatio(opA, opB, sign, a, b, smallC, solution);
+}
+
+TEST(TriangularSylvester, ScalesASolutionThatWouldOverflow) {
+    for (const int n : {1, 3, 40, 100}) {
+        for (const Op opA : {Op::none, Op::transpose}) {
+            for (const Op opB : {Op::none, Op::transpose}) {
+                const RawMatrix a = halfPlane(n, true, 0.5, 51);
+                RawMatrix b = a;
+                b(n / 2, n / 2) *= 1.0 + 1e-9;
+                test::NormalNumbers numbers(52);
+                RawMatrix c(n, n);
+                for (double& element : c.elements) {
+                    element = 1e306 * (numbers.uniform() - 0.5);
+                }
+                const Solution solution = solve(opA, opB, -1, a, b, c);
+                EXPECT_GT(solution.scale, 0.0);
+                EXPECT_LT(solution.scale, 1.0);
+                ASSERT_TRUE(std::isfinite(lapack::lange(lapack::Norm::maxAbs, n, n, solution.x.data(), n)));
+                EXPECT_LE(ratioOfHuge(opA, opB, -1, a, b, c, solution), ratioLimit);
+            }
+        }
+    }
+}
+
+TEST(TriangularSylvester, ScalesWhereOnlyTheProductOfTheHalvesWouldOverflow) {
+    const int n = 70;
+    for (const Op op : {Op::none, Op::transpose}) {
+        RawMatrix a = halfPlane(n, true, 0.0, 61);
+        const RawMatrix b = halfPlane(n, true, 0.0, 62);
+        const RawMatrix c(n, n, 1e200);
+        a(1, n - 2) = 1e200;
+        for (const bool inA : {true, false}) {
+            const RawMatrix& left = inA ? a : b;
+            const RawMatrix& right = inA ? b : a;
+            const Solution solution = solve(op, op, 1, left, right, c);
+            EXPECT_EQ(solution.info, 0);
+            EXPECT_GT(solution.scale, 0.0);
+            EXPECT_LT(solution.scale, 1e-80);
+            ASSERT_TRUE(std::isfinite(lapack::lange(lapack::Norm::maxAbs, n, n, solution.x.data(), n)));
+            EXPECT_GT(lapack::lange(lapack::Norm::maxAbs, n, n, solution.x.data(), n), 1e260);
+        }
+    }
+}
+
+TEST(TriangularSylvester, LeavesTheScaleAtOneForHugeRightSidesThatDoNotOverflow) {
+    const RawMatrix a = halfPlane(60, true, 0.5, 71);
+    const RawMatrix c(60, 60, 1e260);
+    const Solution solution = solve(Op::none, Op::transpose, 1, a, a, c);
+    EXPECT_EQ(solution.scale, 1.0);
+    EXPECT_LE(ratioOfHuge(Op::none, Op::transpose, 1, a, a, c, solution), ratioLimit);
+}
+
 }  // namespace
