@@ -23,7 +23,6 @@ enum ExitStatus { done = 0, commandFailed = 1, wrongCommandLine = 2 };
 void describe(CLI::App& program) {
     program.description(
         "Models of multivariable process control: from step-response files to state-space models and back");
-    program.footer("'qormath COMMAND --help' describes a command.");
     program.set_version_flag("--version", "qormath " QORMATH_VERSION);
     program.require_subcommand(1);
 }
@@ -54,6 +53,8 @@ int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostrea
     addInfoCommand(program, console);
     addRealiseCommand(program, console);
     addSimulateCommand(program, console);
+    // Set last, for a command takes the footer that the program has when it is added.
+    program.footer("'qormath COMMAND --help' describes a command.");
 
     try {
         program.parse(argc, argv);

@@ -143,11 +143,10 @@ void addRealiseCommand(CLI::App& program, const Console& console) {
     command->add_option("MODEL.fir", options->model, "The model file")->required();
     command->add_option("-o,--output", options->system, "The system file to be written, JSON")
         ->required()
-        ->option_text("SYSTEM.json");
+        ->option_text("SYSTEM.json REQUIRED");
     command
         ->add_option("--order", options->order,
-                     "Realise with the N largest singular values, which gives N + 1 states and one more for each ramp "
-                     "(otherwise those from 1e-5 times the largest on)")
+                     "Realise with the N largest singular values, instead of those from 1e-5 times the largest on")
         ->check(CLI::PositiveNumber)
         ->option_text("N");
     command->add_flag("--no-retain-gain", options->dropGain, "Leave the steady-state gain as the realisation has it");

@@ -106,10 +106,10 @@ void addSimulateCommand(CLI::App& program, const Console& console) {
         ->add_option("--like", options->reference,
                      "The model file that tells names, ramps, sample time and number of coefficients")
         ->required()
-        ->option_text("MODEL.fir");
+        ->option_text("MODEL.fir REQUIRED");
     command->add_option("-o,--output", options->model, "The model file to be written")
         ->required()
-        ->option_text("OUT.fir");
+        ->option_text("OUT.fir REQUIRED");
     command->add_flag("--json", options->json, "Print JSON");
     command->callback([options, console] { run(*options, console); });
 }
