@@ -5,8 +5,11 @@ include(CheckFunctionExists)
 include(CMakePushCheckState)
 include(FindPackageHandleStandardArgs)
 
-find_path(CBLAS_INCLUDE_DIR cblas.h
-  PATH_SUFFIXES openblas openblas-pthread ${CMAKE_LIBRARY_ARCHITECTURE} ${CMAKE_LIBRARY_ARCHITECTURE}/openblas-pthread)
+# Distributions keep OpenBLAS's own header in a folder of its own; the plain one belongs to whichever BLAS they prefer.
+if(BLA_VENDOR MATCHES "OpenBLAS")
+  set(cblas_path_suffixes openblas openblas-pthread openblas-openmp openblas-serial)
+endif()
+find_path(CBLAS_INCLUDE_DIR cblas.h PATH_SUFFIXES ${cblas_path_suffixes})
 
 cmake_push_check_state()
 list(APPEND CMAKE_REQUIRED_LIBRARIES BLAS::BLAS)
