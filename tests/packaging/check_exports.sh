@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Usage: check_exports.sh NM C++FILT LIBRARY MAP
+# Usage: check_exports.sh NM READELF C++FILT LIBRARY STATIC_LIBRARY MAP
 #        check_exports.sh --self-test MAP
 # Fails if LIBRARY exports a symbol outside its interface, which is: the namespace QorMathLA, the global classes,
-# and the C functions that the version map names. Also fails if the interface itself is missing.
+# and the C functions that the version map names. Fails too if something is marked QORMATH_API, which shows in the
+# objects of STATIC_LIBRARY, and the map drops it.
 
 set -euo pipefail
 
@@ -62,10 +63,22 @@ if [ "$1" = --self-test ]; then
     exit
 fi
 
+nm=$1 readelf=$2 demangle=$3 library=$4 static_library=$5 map=$6
+
 # Versions are cut off before the names are demangled; llvm-nm does not demangle a name with a version.
-exports=$("$1" -D --defined-only --format=posix "$3" | awk '{ sub(/@.*/, "", $1); print $1 }' | "$2")
-if ! grep -q '^QorMathLA::xmsg::xmsg(int, char const\*)' <<<"$exports"; then
-    echo "$3 does not export QorMathLA::xmsg"
+exported=$("$nm" -D --defined-only --format=posix "$library" | awk '{ sub(/@.*/, "", $1); print $1 }' | sort -u)
+"$demangle" <<<"$exported" | check "$map"
+
+marked=$("$readelf" -sW "$static_library" |
+    awk '($5 == "GLOBAL" || $5 == "WEAK" || $5 == "UNIQUE") && $6 == "DEFAULT" && $7 != "UND" { print $8 }' |
+    grep -vE '^_Z(T[ISV]|GV)?(N[KVRO]*)?(S[tabsiod]|9__gnu_cxx)' | sort -u)
+if [ -z "$marked" ]; then
+    echo "nothing in $static_library is marked for export"
     exit 1
 fi
-check "$4" <<<"$exports"
+dropped=$(comm -23 <(echo "$marked") <(echo "$exported") | "$demangle")
+if [ -n "$dropped" ]; then
+    echo "marked QORMATH_API, but not named in the version map:"
+    echo "$dropped"
+    exit 1
+fi
