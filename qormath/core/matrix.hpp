@@ -21,7 +21,7 @@
 namespace QorMathLA {
 
 template <class T>
-class MatrixSoft;
+class QORMATH_API MatrixSoft;
 
 /// What Matrix and MatrixSoft have in common: a share of a column-major block, the ranges of stored rows and columns
 /// that this object shows, and whether the logical matrix is the transpose of them. The two differ in what copying

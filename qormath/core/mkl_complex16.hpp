@@ -1,9 +1,11 @@
 #pragma once
 
+#include <qormath/export.h>
+
 namespace QorMathLA {
 
 /// A complex number as complex LAPACK routines take it: two doubles, without arithmetic of its own.
-struct _MKL_Complex16 {
+struct QORMATH_API _MKL_Complex16 {
     double real;
     double imag;
 };

@@ -163,10 +163,11 @@ void SharedArray<T>::release() noexcept {
     lockWord = nullptr;
 }
 
+// Marked at the first sight of them: Clang settles the visibility of an instantiation when it first meets its name.
 template <class T>
-class Vector;
+class QORMATH_API Vector;
 template <class T>
-class Matrix;
+class QORMATH_API Matrix;
 
 extern template class SharedArray<int>;
 extern template class SharedArray<float>;

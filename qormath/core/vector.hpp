@@ -14,9 +14,9 @@
 namespace QorMathLA {
 
 template <class T>
-class VectorSoft;
+class QORMATH_API VectorSoft;
 template <class T>
-class BasicMatrix;
+class QORMATH_API BasicMatrix;
 
 /// What Vector and VectorSoft have in common: a share of a block, and the range of it that this object shows. The two
 /// differ in what copying means; see there. No index and no selection is checked against a bound.

@@ -71,7 +71,7 @@ exported=$("$nm" -D --defined-only --format=posix "$library" | awk '{ sub(/@.*/,
 
 marked=$("$readelf" -sW "$static_library" |
     awk '($5 == "GLOBAL" || $5 == "WEAK" || $5 == "UNIQUE") && $6 == "DEFAULT" && $7 != "UND" { print $8 }' |
-    grep -vE '^_Z(T[ISV]|GV)?(N[KVRO]*)?(S[tabsiod]|9__gnu_cxx)' | sort -u)
+    grep -vE '^_Z(T[ISV]|GV)?Z?(N[KVRO]*)?(S[tabsiod]|9__gnu_cxx)' | sort -u)
 if [ -z "$marked" ]; then
     echo "nothing in $static_library is marked for export"
     exit 1

@@ -35,6 +35,10 @@ int main() {
     std::printf("QorMath %s\n", QORMATH_VERSION);
     expect(lag(0.5).gain()(0, 0) == 4.0, "the gain of the lag is 2 / (1 - 0.5)");
 
+    Matrix<QorMathLA::_MKL_Complex16> complex(2, 2);
+    complex(1, 0).imag = 3.0;
+    expect(Matrix<QorMathLA::_MKL_Complex16>(complex)(1, 0).imag == 3.0, "a matrix of complex elements is copied");
+
     int thrown = 0;
     try {
         lag(1.0).gain();
