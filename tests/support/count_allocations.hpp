@@ -26,7 +26,8 @@ class AllocationCounter {
 
 }  // namespace qormath::test
 
-void* operator new(std::size_t size) {
+// Not inlined: GCC, seeing one operator inside a caller but not the other, takes the pair for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     qormath::test::allocationCount.fetch_add(1);
     void* const block = std::malloc(size == 0 ? 1 : size);
     if (block == nullptr) {
@@ -36,10 +37,23 @@ void* operator new(std::size_t size) {
     return block;
 }
 
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
     std::free(block);
 }
 
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
     std::free(block);
+}
+
+// The array forms too: a sanitizer's own would not come through the ones above.
+[[gnu::noinline]] void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+
+[[gnu::noinline]] void operator delete[](void* block) noexcept {
+    operator delete(block);
+}
+
+[[gnu::noinline]] void operator delete[](void* block, std::size_t) noexcept {
+    operator delete(block);
 }
