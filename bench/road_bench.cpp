@@ -1,7 +1,9 @@
 // The time of the whole road, file to file, on a large plant, beside that of the one singular value decomposition in
 // it. The counter rest_over_svd is what everything else costs, as a multiple of the decomposition; the aim is below
-// 0.25.
+// 0.25. The decomposition is timed where it happens: the linker puts a stopwatch around LAPACK's routine, and the
+// largest call of a round is the one of the Hankel structure.
 
+#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <cmath>
@@ -16,13 +18,11 @@
 namespace {
 
 using QorMathLA::Matrix;
-using QorMathLA::Range;
 using QorMathLA::Vector;
 
 constexpr int inputs = 40;
 constexpr int outputs = 25;
 constexpr int coefficientCount = 120;
-constexpr int svdIterations = 75;
 
 /// First-order lags with dead time on four pairs of five.
 LTIFIRModel largePlant() {
@@ -62,21 +62,7 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// The decomposition of the realisation alone.
-double secondsOfSvd(LTIFIRModel& model) {
-    constexpr int blockRows = 30;
-    Vector<double> scale;
-    Matrix<double> markov = model.CreateMarkovMatrix(&scale, nullptr);
-    Matrix<double> feedthrough;
-    const Matrix<double> gram = model.CreateHankelMatrix(markov, inputs, blockRows, feedthrough);
-    Matrix<double> u;
-    u = Matrix<double>(gram(Range(0, blockRows * outputs - 1, 1), Range(-1, -1, 1)));
-    Vector<double> s;
-    Matrix<double> v;
-    const auto start = std::chrono::steady_clock::now();
-    u.svd(s, v, svdIterations, true);
-    return secondsSince(start);
-}
+double longestSvd = 0.0;
 
 void roadBesideItsSvd(benchmark::State& state) {
     LTIFIRModel plant = largePlant();
@@ -90,6 +76,7 @@ void roadBesideItsSvd(benchmark::State& state) {
     double svdSeconds = 0.0;
     int states = 0;
     for (auto _ : state) {
+        longestSvd = 0.0;
         const auto start = std::chrono::steady_clock::now();
         LTIFIRModel model;
         bool done = model.ReadModel(source.data());
@@ -97,7 +84,7 @@ void roadBesideItsSvd(benchmark::State& state) {
         LTIFIRModel curves(system, model);
         done = curves.WriteModel(target.data()) && done;
         roadSeconds += secondsSince(start);
-        svdSeconds += secondsOfSvd(model);
+        svdSeconds += longestSvd;
         states = system.A.rows();
         if (!done) {
             state.SkipWithError("cannot read or write a model file");
@@ -115,5 +102,18 @@ void roadBesideItsSvd(benchmark::State& state) {
 BENCHMARK(roadBesideItsSvd)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 }  // namespace
+
+extern "C" {
+int __real_LAPACKE_dgesvd_work(int layout, char jobu, char jobvt, int m, int n, double* a, int lda, double* s,
+                               double* u, int ldu, double* vt, int ldvt, double* work, int lwork);
+
+int __wrap_LAPACKE_dgesvd_work(int layout, char jobu, char jobvt, int m, int n, double* a, int lda, double* s,
+                               double* u, int ldu, double* vt, int ldvt, double* work, int lwork) {
+    const auto start = std::chrono::steady_clock::now();
+    const int info = __real_LAPACKE_dgesvd_work(layout, jobu, jobvt, m, n, a, lda, s, u, ldu, vt, ldvt, work, lwork);
+    longestSvd = std::max(longestSvd, secondsSince(start));
+    return info;
+}
+}
 
 BENCHMARK_MAIN();

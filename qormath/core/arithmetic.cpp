@@ -129,6 +129,18 @@ MatrixSoft<double> operator*(const BasicMatrix<double>& left, const BasicMatrix<
     return result;
 }
 
+void addProduct(MatrixSoft<double> target, double factor, const BasicMatrix<double>& left,
+                const BasicMatrix<double>& right) {
+    const int inner = left.cols();
+    require(inner == right.rows(), "Matrix * Matrix");
+    require(target.rows() == left.rows() && target.cols() == right.cols(), "Matrix + Matrix");
+    if (inner > 0) {
+        qormath::lapack::gemm(opOf(left), opOf(right), left.rows(), right.cols(), inner, factor,
+                              left.numericData(false), left.storedRows, right.numericData(false), right.storedRows, 1.0,
+                              target.numericData(true), target.storedRows);
+    }
+}
+
 MatrixSoft<double> zeroMatrix(int rowCount, int colCount) {
     Matrix<double> result(rowCount, colCount);
     result.fill(0.0);

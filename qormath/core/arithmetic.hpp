@@ -44,6 +44,11 @@ QORMATH_API MatrixSoft<double> operator*(const BasicMatrix<double>& left, const 
 /// outputs need it. "Matrix * Matrix".
 QORMATH_API MatrixSoft<double> product(const BasicMatrix<double>& left, const BasicMatrix<double>& right);
 
+/// target += factor * left * right, written through the view, in one product. "Matrix * Matrix", and "Matrix + Matrix"
+/// if the target has another shape; xmsg 9 for a transposed target.
+QORMATH_API void addProduct(MatrixSoft<double> target, double factor, const BasicMatrix<double>& left,
+                            const BasicMatrix<double>& right);
+
 /// A rowCount by colCount matrix of zeros.
 QORMATH_API MatrixSoft<double> zeroMatrix(int rowCount, int colCount);
 

@@ -108,6 +108,12 @@ inline int getrs(Op op, int n, int rhs, const double* lu, int lda, const int* pi
                                atLeastOne(ldb));
 }
 
+/// Estimate of the reciprocal 1-norm condition number from the factors of getrf and the 1-norm of the matrix; work has
+/// 4 n elements and integerWork n.
+inline int gecon(int n, const double* lu, int lda, double norm1, double& reciprocal, double* work, int* integerWork) {
+    return LAPACKE_dgecon_work(LAPACK_COL_MAJOR, '1', n, lu, atLeastOne(lda), norm1, &reciprocal, work, integerWork);
+}
+
 // ---------------------------------------------------------------- orthogonal factorisations
 
 inline int geqrf(int m, int n, double* a, int lda, double* tau, double* work, int lwork) {

@@ -220,22 +220,25 @@ MatrixSoft<double> LTIFIRModel::CreateHankelMatrix(Matrix<double>& markov, int b
     Matrix<double> gram = zeroMatrix((rows + 1) * q, rows * q);
     const auto block = [&](int t) { return blocksOf(markov, w, t, t); };
     const auto part = [&](int a, int b) { return gram(blockRange(a, q), blockRange(b, q)); };
-    // The window of terms slides by one block along a diagonal: the first term leaves, the next one enters.
+    // The window of terms slides by one block along a diagonal: the first term leaves, then the next one enters.
     const auto slide = [&](int a, int b) {
-        return part(a - 1, b - 1) - block(a) * block(b).transpose() + block(a + terms) * block(b + terms).transpose();
+        MatrixSoft<double> sum = part(a, b);
+        sum = part(a - 1, b - 1);
+        addProduct(sum, -1.0, block(a), block(b).transpose());
+        addProduct(sum, 1.0, block(a + terms), block(b + terms).transpose());
     };
     for (int diagonal = 0; diagonal < rows; ++diagonal) {
         part(0, diagonal) =
             blocksOf(markov, w, 1, terms) * blocksOf(markov, w, diagonal + 1, diagonal + terms).transpose();
         part(diagonal, 0) = part(0, diagonal).transpose();
         for (int a = 1; a < rows - diagonal; ++a) {
-            part(a, a + diagonal) = slide(a, a + diagonal);
+            slide(a, a + diagonal);
             part(a + diagonal, a) = part(a, a + diagonal).transpose();
         }
     }
     part(rows, 0) = blocksOf(markov, w, rows + 1, rows + terms) * blocksOf(markov, w, 1, terms).transpose();
     for (int b = 1; b < rows; ++b) {
-        part(rows, b) = slide(rows, b);
+        slide(rows, b);
     }
     return gram;
 }

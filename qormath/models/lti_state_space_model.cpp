@@ -1,4 +1,5 @@
 #include <cmath>
+#include <vector>
 
 #include <qormath/core/arithmetic.hpp>
 #include <qormath/lapack/lapack.hpp>
@@ -43,6 +44,35 @@ void requireNoZeroEigenvalue(const Matrix<double>& matrix) {
             throw -1;
         }
     }
+}
+
+// A matrix better conditioned than this has no singular value near the cut-off of the pseudo-inverse, 2^-52 of the
+// largest, so that the pseudo-inverse is the inverse.
+constexpr double leastReciprocalCondition = 1e-10;
+
+/// matrix^+ b. Where the matrix is clearly regular, as that of a model with a steady state is but for rare cases, a
+/// factorisation gives it at a tenth of the cost of the singular values, and at least as exactly.
+Matrix<double> pseudoSolve(const Matrix<double>& matrix, const Matrix<double>& b) {
+    const int n = matrix.rows();
+    Matrix<double> lu(matrix);
+    if (matrix.cols() == n && b.rows() == n) {
+        std::vector<int> pivots(static_cast<std::size_t>(n));
+        std::vector<int> integerWork(static_cast<std::size_t>(n));
+        std::vector<double> work(4 * static_cast<std::size_t>(n));
+        const double norm = qormath::lapack::lange1(n, n, lu.numericData(true), n);
+        double reciprocal = 0.0;
+        if (qormath::lapack::getrf(n, n, lu.numericData(true), n, pivots.data()) == 0 &&
+            qormath::lapack::gecon(n, lu.numericData(true), n, norm, reciprocal, work.data(), integerWork.data()) ==
+                0 &&
+            reciprocal > leastReciprocalCondition) {
+            Matrix<double> x(b);
+            qormath::lapack::getrs(qormath::lapack::Op::none, n, x.cols(), lu.numericData(true), n, pivots.data(),
+                                   x.numericData(true), n);
+            return x;
+        }
+    }
+    constexpr double defaultTolerance = -1.0;
+    return product(pseudoInverse(matrix, defaultTolerance), b);
 }
 
 }  // namespace
@@ -131,12 +161,11 @@ Matrix<double> LTIStateSpaceModel::gain() {
     if (n == 0) {
         return Matrix<double>(D);
     }
-    constexpr double defaultTolerance = -1.0;
     if (sysType == continuousSystem) {
         requireNoZeroEigenvalue(A);
-        return D - product(C, pseudoInverse(A, defaultTolerance)) * B;
+        return D - C * pseudoSolve(A, B);
     }
     const Matrix<double> distance = A.identity() - A;
     requireNoZeroEigenvalue(distance);
-    return D + product(C, pseudoInverse(distance, defaultTolerance)) * B;
+    return D + C * pseudoSolve(distance, B);
 }

@@ -1,3 +1,4 @@
+#include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
@@ -257,6 +258,24 @@ TEST(LTIStateSpaceModelGain, DrawsTheLimitAtAHundredMachinePrecisions) {
     LTIStateSpaceModel complexInside(matrixOf({{0, 0.5 * limit}, {-0.5 * limit, 0}}), zeroMatrix(2, 1),
                                      zeroMatrix(1, 2), zeroMatrix(1, 1), continuousSystem, 1.0);
     EXPECT_THROW(complexInside.gain(), int);
+}
+
+TEST(LTIStateSpaceModelGain, OfPolesFarApartKeepsTheDigitsThatTheirDistanceLeaves) {
+    // Condition 1e12: two paths through the solution, each exact up to the condition.
+    for (const double slow : {-1e-3, -1e-9, -1e-12}) {
+        LTIStateSpaceModel model(matrixOf({{slow, 0}, {0, -1}}), matrixOf({{1}, {1}}), matrixOf({{1, 1}}),
+                                 matrixOf({{0}}), continuousSystem, 1.0);
+        const double expected = -1.0 / slow + 1.0;
+        EXPECT_NEAR(model.gain()(0, 0) / expected, 1.0, 20.0 * 0x1p-53) << "a diagonal matrix loses nothing";
+    }
+}
+
+TEST(LTIStateSpaceModelGain, TakesADirectionBelowThePseudoInversesCutOffAsNoResponse) {
+    // The eigenvalues are -1 and -1e-11, so that the model is accepted, but the smaller singular value is 1e-23 of the
+    // larger one.
+    LTIStateSpaceModel model(matrixOf({{-1, 1e6}, {0, -1e-11}}), matrixOf({{0}, {1}}), matrixOf({{0, 1}}),
+                             matrixOf({{0}}), continuousSystem, 1.0);
+    EXPECT_LT(std::fabs(model.gain()(0, 0)), 1e-5);
 }
 
 TEST(LTIStateSpaceModelGain, ReportsWhatIsNotFiniteAndWhatDoesNotFit) {
