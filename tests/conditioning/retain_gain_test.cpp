@@ -201,6 +201,14 @@ TEST(RetainGain, AddsAnUnstableCorrectionWhereTheMeanPoleIsPositive) {
     EXPECT_NEAR(poles[2].real(), 5.0, 1e-13);
 }
 
+TEST(RetainGain, KeepsACorrectionThatIsSmallBesideAnother) {
+    // The correction is realised at tolerances of zero: at the default ones a marginal state whose input is below the
+    // root of the precision, relative to the largest, would go.
+    LTIStateSpaceModel model = modelOf({0.5}, continuousSystem);
+    QorMathControl::RetainGain(model, model.gain() + matrixOf({{1e3, 0}, {0, 2 * root}}), 0.0, 0.0);
+    EXPECT_EQ(model.A.rows(), 3);
+}
+
 TEST(RetainGain, TakesEveryTimeBaseButDiscreteForContinuous) {
     // The gain itself is that of a discrete model, for which every value but continuousSystem acts as discrete.
     const auto other = static_cast<systemType>(3);
