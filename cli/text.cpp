@@ -53,16 +53,16 @@ std::string toUtf8(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
-    std::string result = toUtf8(text);
-    for (std::size_t i = 0; i < result.size(); ++i) {
-        const auto code = static_cast<unsigned char>(result[i]);
+    const std::string source = toUtf8(text);
+    std::string result;
+    for (const char character : source) {
+        const auto code = static_cast<unsigned char>(character);
         // U+0080 to U+009F are control characters too; in UTF-8 they are 0xC2 and their own value.
-        const bool isSecondHalf = code >= 0x80U && code < 0xA0U && i > 0 && result[i - 1] == '\xC2';
+        const bool isSecondHalf = code >= 0x80U && code < 0xA0U && !result.empty() && result.back() == '\xC2';
         if (isSecondHalf) {
-            result.replace(i - 1, 2, "?");
-            --i;
-        } else if (code < 0x20U || code == 0x7FU) {
-            result[i] = '?';
+            result.back() = '?';
+        } else {
+            result += code < 0x20U || code == 0x7FU ? '?' : character;
         }
     }
     return result;
