@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ostream>
 
 #include "model_file.hpp"
 
@@ -189,6 +190,29 @@ void addFidelityFacts(Json& object, const Fidelity& fidelity) {
     object["largestGainError"] = objectOf(fidelity.gain);
     object["largestRampRateError"] = objectOf(fidelity.rampRate);
     object["largestCurveErrorPercent"] = objectOf(fidelity.curve);
+}
+
+void printReport(std::ostream& out, bool json, const std::vector<NamedFile>& files, const LTIFIRModel& model,
+                 int states, const Fidelity& fidelity) {
+    if (json) {
+        Json object;
+        for (const NamedFile& file : files) {
+            object[file.key] = toUtf8(file.path);
+        }
+        addModelFacts(object, model);
+        object["states"] = states;
+        addFidelityFacts(object, fidelity);
+        out << object.dump(2) << '\n';
+        return;
+    }
+    FactTable table;
+    for (const NamedFile& file : files) {
+        table.add(file.label, file.path);
+    }
+    addModelFacts(table, model);
+    table.add("states", std::to_string(states));
+    addFidelityFacts(table, fidelity);
+    table.print(out);
 }
 
 }  // namespace qormath::cli

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <iosfwd>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <qormath/models/lti_fir_model.hpp>
 
@@ -35,12 +37,24 @@ struct Fidelity {
 /// are all zero is compared absolutely.
 Fidelity compare(const LTIStateSpaceModel& system, const LTIFIRModel& simulated, const LTIFIRModel& model);
 
-/// What a table says about a model, its realisation and how close the two are. The curve error is in percent.
+/// What a table, or a JSON object, says about a model.
 void addModelFacts(FactTable& table, const LTIFIRModel& model);
-void addFidelityFacts(FactTable& table, const Fidelity& fidelity);
-
-/// The same for a JSON object; an error that does not exist is null.
 void addModelFacts(nlohmann::ordered_json& object, const LTIFIRModel& model);
+
+/// What they say of how close a system is. The curve error is in percent; in JSON an error that does not exist is null.
+void addFidelityFacts(FactTable& table, const Fidelity& fidelity);
 void addFidelityFacts(nlohmann::ordered_json& object, const Fidelity& fidelity);
+
+/// A file that a command has read or written, by its name in a table and in JSON.
+struct NamedFile {
+    const char* label;
+    const char* key;
+    std::string path;
+};
+
+/// Prints what a command has done: its files, the model, the states of its system and how close the two are, as a table
+/// or as JSON.
+void printReport(std::ostream& out, bool json, const std::vector<NamedFile>& files, const LTIFIRModel& model,
+                 int states, const Fidelity& fidelity);
 
 }  // namespace qormath::cli

@@ -1,8 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <memory>
-#include <nlohmann/json.hpp>
-#include <ostream>
 #include <string>
 
 #include <qormath/core/xmsg.hpp>
@@ -20,7 +18,6 @@ namespace qormath::cli {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using QorMathLA::Vector;
 
 /// With fewer, the Hankel matrix of a realisation has no columns.
@@ -103,27 +100,6 @@ SystemFile systemFileOf(const RealiseOptions& options, const LTIFIRModel& model)
     return file;
 }
 
-void print(std::ostream& out, const RealiseOptions& options, const LTIFIRModel& model, int states,
-           const Fidelity& fidelity) {
-    if (options.json) {
-        Json object;
-        object["model"] = toUtf8(options.model);
-        object["system"] = toUtf8(options.system);
-        addModelFacts(object, model);
-        object["states"] = states;
-        addFidelityFacts(object, fidelity);
-        out << object.dump(2) << '\n';
-        return;
-    }
-    FactTable table;
-    table.add("model", options.model);
-    table.add("system", options.system);
-    addModelFacts(table, model);
-    table.add("states", std::to_string(states));
-    addFidelityFacts(table, fidelity);
-    table.print(out);
-}
-
 void run(const RealiseOptions& options, const Console& console) {
     const LTIFIRModel model = readModelFile(options.model);
     requireRealisable(options.model, model);
@@ -131,7 +107,8 @@ void run(const RealiseOptions& options, const Console& console) {
     const SystemFile file = systemFileOf(options, model);
     const Fidelity fidelity = compare(file.system, simulate(file, model), model);
     writeSystemFile(options.system, file);
-    print(console.out, options, model, file.system.A.rows(), fidelity);
+    printReport(console.out, options.json, {{"model", "model", options.model}, {"system", "system", options.system}},
+                model, file.system.A.rows(), fidelity);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -20,8 +18,6 @@
 namespace qormath::cli {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct SimulateOptions {
     std::string system;
@@ -61,29 +57,6 @@ LTIFIRModel curvesOf(const SimulateOptions& options, const SystemFile& file, con
     }
 }
 
-void print(std::ostream& out, const SimulateOptions& options, const LTIFIRModel& model, int states,
-           const Fidelity& fidelity) {
-    if (options.json) {
-        Json object;
-        object["system"] = toUtf8(options.system);
-        object["like"] = toUtf8(options.reference);
-        object["model"] = toUtf8(options.model);
-        addModelFacts(object, model);
-        object["states"] = states;
-        addFidelityFacts(object, fidelity);
-        out << object.dump(2) << '\n';
-        return;
-    }
-    FactTable table;
-    table.add("system", options.system);
-    table.add("compared with", options.reference);
-    table.add("model", options.model);
-    addModelFacts(table, model);
-    table.add("states", std::to_string(states));
-    addFidelityFacts(table, fidelity);
-    table.print(out);
-}
-
 void run(const SimulateOptions& options, const Console& console) {
     const SystemFile file = readSystemFile(options.system);
     const LTIFIRModel reference = readModelFile(options.reference);
@@ -92,7 +65,11 @@ void run(const SimulateOptions& options, const Console& console) {
     const Fidelity fidelity = compare(file.system, model, reference);
     writeModelFile(options.model, model);
     warnOfOtherNames(options, file, reference, console);
-    print(console.out, options, model, file.system.A.rows(), fidelity);
+    printReport(console.out, options.json,
+                {{"system", "system", options.system},
+                 {"compared with", "like", options.reference},
+                 {"model", "model", options.model}},
+                model, file.system.A.rows(), fidelity);
 }
 
 }  // namespace
