@@ -26,6 +26,38 @@ void requireFittingShapes(const LTIStateSpaceModel& system, const Matrix<double>
     require(system.D.rows() == c.rows(), "Vector + Vector");
 }
 
+/// The step responses without feedthrough, one sample after the other. Either the states move for all inputs at once,
+/// or their sum seen from the outputs does: C (A^k + ... + I) B is the same from both ends, and the narrower end costs
+/// less.
+class StepResponse {
+  public:
+    StepResponse(const Matrix<double>& a, const Matrix<double>& b, const Matrix<double>& c)
+        : a_(a),
+          b_(b),
+          c_(c),
+          fromOutputs_(c.rows() < b.cols()),
+          power_(c),
+          sum_(fromOutputs_ ? zeroMatrix(c.rows(), a.rows()) : zeroMatrix(a.rows(), b.cols())) {}
+
+    Matrix<double> next() {
+        if (fromOutputs_) {
+            sum_ += power_;
+            power_ = product(power_, a_);
+            return product(sum_, b_);
+        }
+        sum_ = product(a_, sum_) + b_;
+        return product(c_, sum_);
+    }
+
+  private:
+    const Matrix<double>& a_;
+    const Matrix<double>& b_;
+    const Matrix<double>& c_;
+    bool fromOutputs_;
+    Matrix<double> power_;
+    Matrix<double> sum_;
+};
+
 }  // namespace
 
 LTIFIRModel::LTIFIRModel(const LTIStateSpaceModel& system, const LTIFIRModel& reference)
@@ -48,10 +80,9 @@ LTIFIRModel::LTIFIRModel(const LTIStateSpaceModel& system, const LTIFIRModel& re
         return;
     }
     requireFittingShapes(system, b, c);
-    Matrix<double> states = zeroMatrix(system.A.rows(), inputs);
+    StepResponse steps(system.A, b, c);
     for (int k = 0; k <= coefficientCount; ++k) {
-        states = product(system.A, states) + b;
-        const Matrix<double> response = product(c, states) + system.D;
+        const Matrix<double> response = steps.next() + system.D;
         for (int input = 0; input < inputs; ++input) {
             for (int output = 0; output < outputs; ++output) {
                 coefficients(input, output)[k] = response(output, input);

@@ -139,6 +139,24 @@ TEST(FirSimulation, SimulatesEachInputAlone) {
     EXPECT_EQ(model.coefficients(1, 1)[1], 2.5);
 }
 
+TEST(FirSimulation, OfManyInputsIsThatOfEachInputByItself) {
+    const Matrix<double> a = matrixOf({{0.5, 0.25}, {-0.5, 0.75}});
+    const Matrix<double> b = matrixOf({{1, 2, -1}, {0.5, 0, 4}});
+    const Matrix<double> c = matrixOf({{1, -2}});
+    const Matrix<double> d = matrixOf({{0, 1, 2}});
+    const LTIFIRModel together(LTIStateSpaceModel(a, b, c, d, discreteSystem, 1.0), referenceOf(3, 1, 40));
+    for (int input = 0; input < 3; ++input) {
+        const QorMathLA::Range one(input, input, 1);
+        const QorMathLA::Range all(-1, -1, 1);
+        const LTIFIRModel alone(LTIStateSpaceModel(a, b(all, one), c, d(all, one), discreteSystem, 1.0),
+                                referenceOf(1, 1, 40));
+        for (int k = 0; k <= 40; ++k) {
+            // The curves stay below 20, and each of 41 samples rounds a few times.
+            ASSERT_NEAR(together.coefficients(input, 0)[k], alone.coefficients(0, 0)[k], 20.0 * 41 * 4 * 0x1p-53);
+        }
+    }
+}
+
 TEST(FirSimulation, WithoutInputsOrOutputsGivesAnEmptyTable) {
     const LTIStateSpaceModel noInputs(matrixOf({{0.5}}), zeroMatrix(1, 0), matrixOf({{1}}), zeroMatrix(1, 0),
                                       discreteSystem, 1.0);
