@@ -122,6 +122,38 @@ class QORMATH_API QorMathControl {
     static void RetainGain(LTIStateSpaceModel& model, const Matrix<double>& targetGain, double realizationTolerance,
                            double gainTolerance);
 
+    /// Takes the lightly damped modes out of a model: each mode with a damping ratio |Re s| / |s| of at most
+    /// dampingLimit is replaced by its steady-state effect on the modes that stay (residualisation). A discrete model
+    /// is judged at s = ln(z) / |sampleTime|, so that a pole on the negative real axis rings as well. Ramps are set
+    /// aside first and are not judged; they come back as the leading states.
+    ///
+    /// D stays as it is, so that the steady-state gain changes unless gainTolerance, the percent tolerance of
+    /// RetainGain, is at least 0. A mode at the origin of a discrete model has no ratio: it goes, without
+    /// residualisation, where another mode rings.
+    ///
+    /// If no mode is at or below the limit, the model keeps its other modes as they are but loses its ramps: a caller
+    /// who has ramps takes them out beforehand. Throws what ModelReduction, SchurDecomposition, gain and RetainGain
+    /// throw; the model has then lost its ramps.
+    /// Source: K. V. Fernando, H. Nicholson, "Singular perturbational model reduction of balanced systems", IEEE
+    /// Trans. Autom. Control 27 (1982).
+    static void RemoveRingers(LTIStateSpaceModel& model, double dampingLimit, double gainTolerance);
+
+    /// A smaller model of the same process: minimal, its unstable and marginal part whole, the stable part reduced by
+    /// balanced truncation, rid of its ringers (RemoveRingers with dampingLimit), its gain restored (RetainGain with
+    /// gainTolerance percent, not if negative), the sum in real Schur form, the unstable modes leading, elements below
+    /// root / 10 cleared. model is not changed.
+    ///
+    /// order asks for a number of states of the whole, at most what the minimal realisation has; -1 for the middle of
+    /// its two suggestions, -2 for the coarse one, any other negative number for the fine one. It returns as the order
+    /// that the stable part was reduced to; RetainGain may have added states to it, and RemoveRingers have taken some.
+    /// If nothing is left for the stable part its gain takes the place of D, and nothing else is done.
+    ///
+    /// stabilityTolerance and delayTolerance are those of MinimalRealization. A negative stabilityTolerance stands for
+    /// its default there only: the later stages use it as it is. Throws the int -1 if a reduction fails or the stable
+    /// part has a pole at the stability limit; order may have been written.
+    static LTIStateSpaceModel Shrink(const LTIStateSpaceModel& model, int& order, double stabilityTolerance,
+                                     double delayTolerance, double gainTolerance, double dampingLimit);
+
   private:
     static void SchurDecompositionHelper(const Matrix<double>& a, Matrix<double>& t, Matrix<double>& q,
                                          Vector<double>& wr, Vector<double>& wi, const schurOrder& order);
