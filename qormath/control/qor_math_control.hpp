@@ -128,8 +128,8 @@ class QORMATH_API QorMathControl {
     /// aside first and are not judged; they come back as the leading states.
     ///
     /// D stays as it is, so that the steady-state gain changes unless gainTolerance, the percent tolerance of
-    /// RetainGain, is at least 0. A mode at the origin of a discrete model has no ratio: it goes, without
-    /// residualisation, where another mode rings.
+    /// RetainGain, is at least 0. A mode at the origin has no ratio, be it a delay of a discrete or an integrator of a
+    /// continuous model: it goes, without residualisation, where another mode rings.
     ///
     /// If no mode is at or below the limit, the model keeps its other modes as they are but loses its ramps: a caller
     /// who has ramps takes them out beforehand. Throws what ModelReduction, SchurDecomposition, gain and RetainGain
