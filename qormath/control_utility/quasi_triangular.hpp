@@ -70,4 +70,13 @@ inline void scaleMatrix(int m, int n, double factor, double* a, int lda) {
     }
 }
 
+/// Copies the upper triangle of a square matrix to the lower one.
+inline void mirrorUpperTriangle(int n, double* a, int lda) {
+    for (int column = 0; column < n; ++column) {
+        for (int row = 0; row < column; ++row) {
+            *at(a, lda, column, row) = *at(a, lda, row, column);
+        }
+    }
+}
+
 }  // namespace qormath::control_utility

@@ -104,6 +104,20 @@ inline void syrk(Triangle triangle, Op op, int n, int k, double alpha, const dou
                 atLeastOne(ldc));
 }
 
+/// One triangle of c = alpha * (op(a) * op(b)' + op(b) * op(a)') + beta * c, with c of order n and inner size k.
+inline void syr2k(Triangle triangle, Op op, int n, int k, double alpha, const double* a, int lda, const double* b,
+                  int ldb, double beta, double* c, int ldc) {
+    cblas_dsyr2k(CblasColMajor, toCblas(triangle), toCblas(op), n, k, alpha, a, atLeastOne(lda), b, atLeastOne(ldb),
+                 beta, c, atLeastOne(ldc));
+}
+
+/// c = alpha * a * b + beta * c, or alpha * b * a, with c of m by n and a symmetric, of which one triangle is read.
+inline void symm(Side side, Triangle triangle, int m, int n, double alpha, const double* a, int lda, const double* b,
+                 int ldb, double beta, double* c, int ldc) {
+    cblas_dsymm(CblasColMajor, toCblas(side), toCblas(triangle), m, n, alpha, a, atLeastOne(lda), b, atLeastOne(ldb),
+                beta, c, atLeastOne(ldc));
+}
+
 /// b = alpha * op(a) * b, or b * op(a), with a triangular and b of m by n.
 inline void trmm(Side side, Triangle triangle, Op op, Diagonal diagonal, int m, int n, double alpha, const double* a,
                  int lda, double* b, int ldb) {
