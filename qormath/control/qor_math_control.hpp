@@ -159,5 +159,12 @@ class QORMATH_API QorMathControl {
                                          Vector<double>& wr, Vector<double>& wi, const schurOrder& order);
     static void PseudoRamp2Ramp(LTIStateSpaceModel& model, double tolerance);
 
+    /// Solves a' x + x a + c = 0, or a' x a - x + c = 0 for discreteSystem. x becomes -c first and, on success, the
+    /// solution; it is symmetric to the bit if c is. x may not be a. Throws xmsg 9 if a is a transposed view, and the
+    /// int -1 if c is not of the order of a or LYAPUNOVFORT fails: two eigenvalues of a have the sum 0, or the product
+    /// 1, to working precision, x would overflow, or an operand holds NaN or infinity.
+    static void LyapunovHelper(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& c,
+                               const systemType& type);
+
     friend struct QorMathControlTestAccess;
 };

@@ -14,4 +14,9 @@ struct QorMathControlTestAccess {
     static void PseudoRamp2Ramp(LTIStateSpaceModel& model, double tolerance) {
         QorMathControl::PseudoRamp2Ramp(model, tolerance);
     }
+
+    static void LyapunovHelper(QorMathLA::Matrix<double>& x, const QorMathLA::Matrix<double>& a,
+                               const QorMathLA::Matrix<double>& c, const systemType& type) {
+        QorMathControl::LyapunovHelper(x, a, c, type);
+    }
 };
