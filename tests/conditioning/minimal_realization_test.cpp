@@ -11,6 +11,7 @@
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/models/lti_state_space_model.hpp>
 
+using qormath::test::hankelChannels;
 using qormath::test::hidden;
 using qormath::test::matrixOf;
 using qormath::test::modalModel;
@@ -42,21 +43,6 @@ Report realise(LTIStateSpaceModel& model, double stability = -1.0, double delay 
 LTIStateSpaceModel scalarChannel(const Poles& poles, systemType type) {
     NormalNumbers numbers(8);
     return modalModel(poles, 1, 1, type, numbers);
-}
-
-/// A channel of its own for each pole, with a Hankel singular value that is given.
-LTIStateSpaceModel channels(const std::vector<double>& poles, const std::vector<double>& hankel, systemType type) {
-    const int n = static_cast<int>(poles.size());
-    LTIStateSpaceModel model(zeroMatrix(n, n), zeroMatrix(n, n), zeroMatrix(n, n), zeroMatrix(n, n), type, 1.0);
-    for (int k = 0; k < n; ++k) {
-        const double pole = poles[static_cast<std::size_t>(k)];
-        // x = a x + u, y = c x has the Hankel singular value |c| / (1 - a^2), continuous |c| / (-2 a).
-        const double reach = type == discreteSystem ? 1.0 - pole * pole : -2.0 * pole;
-        model.A(k, k) = pole;
-        model.B(k, k) = 1.0;
-        model.C(k, k) = hankel[static_cast<std::size_t>(k)] * reach;
-    }
-    return model;
 }
 
 // The stable poles nearest to the limit stand 0.095 from it. The solution of the Sylvester equation that decouples
@@ -277,15 +263,15 @@ TEST(MinimalRealization, CountsAsDelaysWhatLiesBelowTheDelayTolerance) {
 
 TEST(MinimalRealization, SuggestsOrdersByTheWeakHankelSingularValues) {
     const std::vector<double> hankel{1.0, 0.0051, 0.0049, 1.1e-5, 0.9e-5, 1e-7};
-    LTIStateSpaceModel discrete = channels({0.5, 0.4, 0.3, -0.3, -0.4, 0.2}, hankel, discreteSystem);
+    LTIStateSpaceModel discrete = hankelChannels({0.5, 0.4, 0.3, -0.3, -0.4, 0.2}, hankel, discreteSystem);
     EXPECT_EQ(realise(discrete), Report({0, 0, 0, 6, 0, 2, 4}));
-    LTIStateSpaceModel continuous = channels({-0.5, -0.4, -0.3, -1.0, -2.0, -3.0}, hankel, continuousSystem);
+    LTIStateSpaceModel continuous = hankelChannels({-0.5, -0.4, -0.3, -1.0, -2.0, -3.0}, hankel, continuousSystem);
     EXPECT_EQ(realise(continuous), Report({0, 0, 0, 6, 0, 2, 4}));
 }
 
 TEST(MinimalRealization, SuggestsOrdersThatCountTheStatesOfTheUnreducedStablePart) {
     // The value 0 is removed from the model and weak at both views: it lowers both orders, as the merged ramp does.
-    LTIStateSpaceModel model = channels({0.5, 0.4, 1.0, 1.0}, {1.0, 0.0, 1.0, 1.0}, discreteSystem);
+    LTIStateSpaceModel model = hankelChannels({0.5, 0.4, 1.0, 1.0}, {1.0, 0.0, 1.0, 1.0}, discreteSystem);
     model.C(2, 2) = 1.0;
     model.C(3, 3) = 0.0;
     EXPECT_EQ(realise(model), Report({2, 1, 1, 1, 0, 2, 2}));

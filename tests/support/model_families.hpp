@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <complex>
+#include <cstddef>
 #include <string>
 #include <support/random_matrices.hpp>
 #include <support/random_numbers.hpp>
@@ -61,6 +62,24 @@ inline LTIStateSpaceModel modalModel(const Poles& poles, int inputs, int outputs
             strongMatrix(outputs, inputs, numbers),
             type,
             1.0};
+}
+
+/// A channel of its own for each pole, with a Hankel singular value that is given. Where no such value exists, at a
+/// pole on the stability limit, the output shows nothing.
+inline LTIStateSpaceModel hankelChannels(const std::vector<double>& poles, const std::vector<double>& hankel,
+                                         systemType type) {
+    const int n = static_cast<int>(poles.size());
+    const QorMathLA::Matrix<double> zeros = QorMathLA::zeroMatrix(n, n);
+    LTIStateSpaceModel model(zeros, zeros, zeros, zeros, type, 1.0);
+    for (int k = 0; k < n; ++k) {
+        const double pole = poles[static_cast<std::size_t>(k)];
+        // x = a x + u, y = c x has the Hankel singular value |c| / (1 - a^2), continuous |c| / (-2 a).
+        const double reach = type == discreteSystem ? 1.0 - pole * pole : -2.0 * pole;
+        model.A(k, k) = pole;
+        model.B(k, k) = 1.0;
+        model.C(k, k) = hankel[static_cast<std::size_t>(k)] * reach;
+    }
+    return model;
 }
 
 /// The same model in other coordinates of the state: a random orthogonal transformation.
