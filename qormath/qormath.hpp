@@ -4,6 +4,7 @@
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/core/complex_matrix.hpp>
 #include <qormath/core/matrix.hpp>
 #include <qormath/core/range.hpp>
 #include <qormath/core/shared_array.hpp>

@@ -3,6 +3,7 @@
 #include <qormath/control/reduction_type.hpp>
 #include <qormath/control/schur_order.hpp>
 #include <qormath/control/system_type.hpp>
+#include <qormath/core/complex_matrix.hpp>
 #include <qormath/core/matrix.hpp>
 #include <qormath/core/vector.hpp>
 #include <qormath/export.h>
@@ -18,6 +19,10 @@ class QORMATH_API QorMathControl {
     using Matrix = QorMathLA::Matrix<T>;
     template <class T>
     using Vector = QorMathLA::Vector<T>;
+    template <class T>
+    using ComplexMatrix = QorMathLA::ComplexMatrix<T>;
+    template <class T>
+    using ComplexVector = QorMathLA::ComplexVector<T>;
 
     // ---------------------------------------------------------------- Schur forms
 
@@ -41,6 +46,16 @@ class QORMATH_API QorMathControl {
     /// form.
     static void ReorderBlockDiagonalsOfSchurForm(Matrix<double>& t, Matrix<double>& q, int& sdim,
                                                  const systemType& type, const schurOrder& order);
+
+    // ---------------------------------------------------------------- functions of matrices
+
+    /// Carries the elements between the complex container that is computed with and the pairs of doubles that complex
+    /// LAPACK routines are declared with: from mm to cm if toComplex is set, else from cm to mm. The target becomes a
+    /// compact matrix of the source's logical size in a new block.
+    static void convertComplexMatrix(ComplexMatrix<double>& cm, Matrix<_MKL_Complex16>& mm, bool toComplex);
+
+    /// The same for vectors.
+    static void convertComplexVector(ComplexVector<double>& cv, Vector<_MKL_Complex16>& mv, bool toComplex);
 
     // ---------------------------------------------------------------- structure
 

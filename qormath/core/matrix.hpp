@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
@@ -12,6 +13,7 @@
 
 #include <qormath/core/element_kind.hpp>
 #include <qormath/core/iterators.hpp>
+#include <qormath/core/mkl_complex16.hpp>
 #include <qormath/core/range.hpp>
 #include <qormath/core/shared_array.hpp>
 #include <qormath/core/vector.hpp>
@@ -22,6 +24,11 @@ namespace QorMathLA {
 
 template <class T>
 class QORMATH_API MatrixSoft;
+template <class T>
+class QORMATH_API BasicMatrix;
+
+/// The elements of a complex matrix as pairs of doubles, in a new compact block; see complex_matrix.hpp.
+QORMATH_API MatrixSoft<_MKL_Complex16> pairsOf(const BasicMatrix<std::complex<double>>& source);
 
 /// What Matrix and MatrixSoft have in common: a share of a column-major block, the ranges of stored rows and columns
 /// that this object shows, and whether the logical matrix is the transpose of them. The two differ in what copying
@@ -214,6 +221,10 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
 
     /// Shares the block.
     Matrix(const MatrixSoft<T>& other) : BasicMatrix<T>(other) {}
+
+    /// For _MKL_Complex16: the elements of a complex matrix, in walking order, in a new compact block.
+    template <std::derived_from<BasicMatrix<std::complex<double>>> Source>
+    requires std::same_as<T, _MKL_Complex16> Matrix(const Source& source) : Matrix(pairsOf(source)) {}
 
     ~Matrix() = default;
 

@@ -17,6 +17,11 @@ template <class T>
 class QORMATH_API VectorSoft;
 template <class T>
 class QORMATH_API BasicMatrix;
+template <class T>
+class QORMATH_API BasicVector;
+
+/// The elements of a complex vector as pairs of doubles, in a new compact block; see complex_matrix.hpp.
+QORMATH_API VectorSoft<_MKL_Complex16> pairsOf(const BasicVector<std::complex<double>>& source);
 
 /// What Vector and VectorSoft have in common: a share of a block, and the range of it that this object shows. The two
 /// differ in what copying means; see there. No index and no selection is checked against a bound.
@@ -118,6 +123,10 @@ class QORMATH_API Vector : public BasicVector<T> {
 
     /// Shares the block.
     Vector(const VectorSoft<T>& other) : BasicVector<T>(other) {}
+
+    /// For _MKL_Complex16: the elements of a complex vector, in index order, in a new compact block.
+    template <std::derived_from<BasicVector<std::complex<double>>> Source>
+    requires std::same_as<T, _MKL_Complex16> Vector(const Source& source) : Vector(pairsOf(source)) {}
 
     ~Vector() = default;
 

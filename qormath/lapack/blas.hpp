@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <cblas.h>
+#include <complex>
 
 namespace qormath::lapack {
 
 enum class Op : char { none = 'N', transpose = 'T' };
+enum class ComplexOp : char { none = 'N', transpose = 'T', conjugateTranspose = 'C' };
 enum class Side : char { left = 'L', right = 'R' };
 enum class Triangle : char { upper = 'U', lower = 'L' };
 enum class Diagonal : char { stored = 'N', unit = 'U' };
@@ -23,6 +25,10 @@ constexpr int atLeastOne(int value) {
 
 constexpr CBLAS_TRANSPOSE toCblas(Op op) {
     return op == Op::none ? CblasNoTrans : CblasTrans;
+}
+
+constexpr CBLAS_TRANSPOSE toCblas(ComplexOp op) {
+    return op == ComplexOp::none ? CblasNoTrans : op == ComplexOp::transpose ? CblasTrans : CblasConjTrans;
 }
 
 constexpr CBLAS_SIDE toCblas(Side side) {
@@ -130,6 +136,24 @@ inline void trsm(Side side, Triangle triangle, Op op, Diagonal diagonal, int m, 
                  int lda, double* b, int ldb) {
     cblas_dtrsm(CblasColMajor, toCblas(side), toCblas(triangle), toCblas(op), toCblas(diagonal), m, n, alpha, a,
                 atLeastOne(lda), b, atLeastOne(ldb));
+}
+
+// ---------------------------------------------------------------- complex
+
+/// The sum of conj(x_k) y_k.
+inline std::complex<double> dotc(int n, const std::complex<double>* x, int incx, const std::complex<double>* y,
+                                 int incy) {
+    std::complex<double> result;
+    cblas_zdotc_sub(n, x, incx, y, incy, &result);
+    return result;
+}
+
+/// c = alpha * op(a) * op(b) + beta * c, with c of m by n and inner size k.
+inline void gemm(ComplexOp opA, ComplexOp opB, int m, int n, int k, const std::complex<double>& alpha,
+                 const std::complex<double>* a, int lda, const std::complex<double>* b, int ldb,
+                 const std::complex<double>& beta, std::complex<double>* c, int ldc) {
+    cblas_zgemm(CblasColMajor, toCblas(opA), toCblas(opB), m, n, k, &alpha, a, atLeastOne(lda), b, atLeastOne(ldb),
+                &beta, c, atLeastOne(ldc));
 }
 
 }  // namespace qormath::lapack
