@@ -8,9 +8,17 @@
 // LAPACK promises nothing about NaN and infinity: its iterations may stop the process or take them for an illegal
 // argument. Callers ask allFinite (finite.hpp) first.
 
-// LAPACKE's complex type is to be the C++ one; its default drags <complex.h> and the macro I into C++.
+// LAPACKE's complex types are to be the C++ ones; its defaults are those of C. Some releases go by the first macro,
+// others by the types.
 #ifndef LAPACK_COMPLEX_CPP
 #define LAPACK_COMPLEX_CPP
+#endif
+#include <complex>
+#ifndef lapack_complex_float
+#define lapack_complex_float std::complex<float>
+#endif
+#ifndef lapack_complex_double
+#define lapack_complex_double std::complex<double>
 #endif
 #include <lapacke.h>
 
@@ -200,6 +208,23 @@ inline int trsyl(Op opA, Op opB, int sign, int m, int n, const double* a, int ld
                  int ldc, double& scale) {
     return LAPACKE_dtrsyl_work(LAPACK_COL_MAJOR, static_cast<char>(opA), static_cast<char>(opB), sign, m, n, a,
                                atLeastOne(lda), b, atLeastOne(ldb), c, atLeastOne(ldc), &scale);
+}
+
+// ---------------------------------------------------------------- complex
+
+/// Solves a x = b by an LU factorisation, which replaces a; x replaces b. Info k above 0: pivot k is exactly zero, and
+/// b is as it was.
+inline int gesv(int n, int rhs, std::complex<double>* a, int lda, int* pivots, std::complex<double>* b, int ldb) {
+    return LAPACKE_zgesv_work(LAPACK_COL_MAJOR, n, rhs, a, atLeastOne(lda), pivots, b, atLeastOne(ldb));
+}
+
+/// Unordered complex Schur form with vectors, a = vs t vs^H; a is overwritten by t. realWork has n elements.
+inline int gees(int n, std::complex<double>* a, int lda, std::complex<double>* w, std::complex<double>* vs, int ldvs,
+                std::complex<double>* work, int lwork, double* realWork) {
+    int sdim = 0;
+    int bwork = 0;
+    return LAPACKE_zgees_work(LAPACK_COL_MAJOR, 'V', 'N', nullptr, n, a, atLeastOne(lda), &sdim, w, vs,
+                              atLeastOne(ldvs), work, lwork, realWork, &bwork);
 }
 
 }  // namespace qormath::lapack
