@@ -47,6 +47,31 @@ class QORMATH_API QorMathControl {
     static void ReorderBlockDiagonalsOfSchurForm(Matrix<double>& t, Matrix<double>& q, int& sdim,
                                                  const systemType& type, const schurOrder& order);
 
+    /// Complex Schur form a = z t z^H of a real square matrix, unordered: t is upper triangular, z unitary, and w holds
+    /// the eigenvalues in the order of the diagonal of t. The three are replaced; an empty a gives empty ones.
+    ///
+    /// Throws the int -1 if a is not square, before anything is written; and if a holds NaN or infinity or the
+    /// iteration fails, with the three resized. Cost: about 25 n^3 complex operations.
+    /// Source: G. H. Golub, C. F. Van Loan, "Matrix Computations", 4th ed., chapter 7.
+    static void ComplexSchurDecomposition(const Matrix<double>& a, ComplexMatrix<double>& t, ComplexMatrix<double>& z,
+                                          ComplexVector<double>& w);
+
+    /// Brings the system (a, b, c) to an ordered real Schur form by an orthogonal similarity, in place, without a
+    /// change of its transfer function: a becomes [a11 a12; 0 a22], where a11 holds the marginal and unstable
+    /// eigenvalues and a22 the stable ones, and b and c follow. Stable is a modulus below 1 - root (discreteSystem),
+    /// or a real part below -root (any other type). d is never read.
+    ///
+    /// a is n by n, b n by m, c p by n; views are rewritten in their blocks. Throws xmsg 9 for a transposed matrix, and
+    /// the int -1 if the shapes do not fit, a holds NaN or infinity, the iteration fails, or two blocks are too close
+    /// to be exchanged. What was rewritten by then stays; in the last case it is the system all the same.
+    /// Source: G. H. Golub, C. F. Van Loan, "Matrix Computations", 4th ed., 7.6.2. Cost: about 27 n^3 operations.
+    static void BlockSpectralDecompostion(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                                          const systemType& type);
+
+    /// Does no work and always throws the int -1, after q has become the identity of the order of t, and blocks as many
+    /// zeros. t and count stay as they were.
+    static void FromSchurToBlockDiagonalForm(Matrix<double>& t, Matrix<double>& q, int& count, Vector<int>& blocks);
+
     // ---------------------------------------------------------------- functions of matrices
 
     /// Carries the elements between the complex container that is computed with and the pairs of doubles that complex

@@ -4,10 +4,9 @@
 #include <vector>
 
 #include <qormath/control_utility/balanced_truncation.hpp>
-#include <qormath/control_utility/dgees_mine.hpp>
+#include <qormath/control_utility/blockspectraldecomposition.hpp>
 #include <qormath/control_utility/modelreductionfort.hpp>
 #include <qormath/control_utility/normreductionfort.hpp>
-#include <qormath/control_utility/schur_reordering.hpp>
 #include <qormath/control_utility/triangular_sylvester.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
@@ -95,32 +94,15 @@ void scaleToLowNorm(System& system) {
                       scale.data(), &info);
 }
 
-/// Brings a to real Schur form with the eigenvalues at or beyond alpha first; leading is their number.
-Outcome toOrderedSchurForm(System& system, bool discrete, double alpha, int& leading) {
+/// Brings the system to real Schur form with the eigenvalues at or beyond alpha first; leading is their number.
+Outcome separateSpectrum(System& system, bool discrete, double alpha, int& leading) {
     const int n = system.n;
     const auto order = static_cast<std::size_t>(n);
-    Matrix q(cells(n, n)), wr(order), wi(order), work(3 * order);
-    std::vector<int> logicalWork(order);
-    const int workLength = 3 * n;
-    int info = 0;
-    DGEES_MINE("V", 1, "N", 1, nullptr, &n, system.a.data(), &n, &leading, wr.data(), wi.data(), q.data(), &n,
-               work.data(), &workLength, logicalWork.data(), &info);
-    if (info != 0) {
-        return noSchurForm;
-    }
-    std::vector<char> stays(order);
-    std::transform(wr.begin(), wr.end(), wi.begin(), stays.begin(), [=](double re, double im) {
-        return static_cast<char>((discrete ? std::hypot(re, im) : re) >= alpha);
-    });
-    if (reorderSchurForm(stays.data(), n, system.a.data(), n, q.data(), n, wr.data(), wi.data(), leading) != 0) {
-        return noSchurForm;
-    }
-    const Matrix b = system.b;
-    const Matrix c = system.c;
-    lapack::gemm(Op::transpose, Op::none, n, system.m, n, 1.0, q.data(), n, b.data(), n, 0.0, system.b.data(), n);
-    lapack::gemm(Op::none, Op::none, system.p, n, n, 1.0, c.data(), system.p, q.data(), n, 0.0, system.c.data(),
-                 system.p);
-    return success;
+    Matrix u(cells(n, n)), wr(order), wi(order);
+    const int info = toOrderedSchurForm(discrete ? SpectralMeasure::modulus : SpectralMeasure::realPart, alpha, n,
+                                        system.m, system.p, system.a.data(), n, system.b.data(), n, system.c.data(),
+                                        system.p, u.data(), n, wr.data(), wi.data(), leading);
+    return info == 0 ? success : noSchurForm;
 }
 
 /// Takes away the coupling of the leading block with the rest by the similarity [I X; 0 I], where
@@ -244,7 +226,7 @@ void MODELREDUCTIONFORT(double* a, double* b, double* c, double* /*d*/, const in
     }
     scaleToLowNorm(system);
     int leading = 0;
-    *info = toOrderedSchurForm(system, *discrete != 0, *alpha, leading);
+    *info = separateSpectrum(system, *discrete != 0, *alpha, leading);
     if (*info == success) {
         *info = decouple(system, leading);
     }
