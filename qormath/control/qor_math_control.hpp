@@ -105,6 +105,40 @@ class QORMATH_API QorMathControl {
     /// square.
     static ComplexMatrix<double> ExpM(const ComplexMatrix<double>& a);
 
+    // ---------------------------------------------------------------- equations
+
+    /// Solves a x + x b + c = 0 for x (m by n), with a of m by m and b of n by n. There is one solution when no
+    /// eigenvalue of a is minus one of b. x is replaced; it may be one of the operands. Without elements in c it has
+    /// none.
+    ///
+    /// Throws the int -1 if a Schur form fails (a or b with fewer columns than rows, with NaN or infinity), and x is
+    /// then unchanged; the int -1 if eigenvalues are so close that the equation was perturbed to solve it, by DTRSYL's
+    /// judgement on the whole Schur forms, and x is then the solution of the perturbed equation; xmsg 5 if the orders
+    /// do not fit. A solution beyond about 1e280 comes out smaller by a common factor, which is not told. NaN and
+    /// infinity in c go into x.
+    ///
+    /// R. H. Bartels, G. W. Stewart, "Solution of the matrix equation AX + XB = C", Comm. ACM 15 (1972). Cost:
+    /// 25 (m^3 + n^3) operations for the Schur forms and 6 m n (m + n) for the rest.
+    static void SylvesterEquation(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& b,
+                                  const Matrix<double>& c);
+
+    /// Solves a x + x a' + q = 0 by SylvesterEquation, with its failures. A symmetric q gives an x that is symmetric up
+    /// to rounding; with a stable a and a positive semi-definite q it is positive semi-definite up to rounding.
+    static void ContinuousLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q);
+
+    /// Solves a x a' - x + q = 0. There is one solution when no product of two eigenvalues of a is 1. x is replaced; it
+    /// may be one of the operands.
+    ///
+    /// With m = (a + i)^-1 (a - i), i being the identity, the equation becomes m x + x m' + (i - m) q (i - m') / 2 = 0,
+    /// which SylvesterEquation solves. Where anything on this way fails, above all where a + i is singular to working
+    /// precision, a' x a - x + q = 0 is solved instead, by LyapunovHelper, with a not transposed; its failures are
+    /// thrown: the int -1 if that equation is singular to working precision, if q is not of the order of a, or if a
+    /// holds NaN or infinity. x is then -q. NaN and infinity in q alone go into x.
+    ///
+    /// The map costs digits as the square of the condition of a + i: an eigenvalue near -1 shows in the residual.
+    /// Cost: that of SylvesterEquation with m and m', and 13 n^3 operations.
+    static void DiscreteLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q);
+
     // ---------------------------------------------------------------- structure
 
     /// Which states of (a, b) the inputs do not reach: flags has an entry for each state, 1 if it is free of the

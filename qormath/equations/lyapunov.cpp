@@ -7,8 +7,38 @@
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/control_utility/lyapunovfort.hpp>
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/numerics/dense_gaussian_solver.hpp>
 
 using QorMathLA::Matrix;
+
+void QorMathControl::ContinuousLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q) {
+    Matrix<double> transposed(a);
+    transposed.transposeInPlace();
+    SylvesterEquation(x, a, transposed, q);
+}
+
+void QorMathControl::DiscreteLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q) {
+    // The result goes to x only once it is whole: the other road starts from a and q, which may be x.
+    try {
+        Matrix<double> identity;
+        identity.setIdentity(a.rows());
+        QorMathLA::DenseGaussianSolver solver(a + identity);
+        solver.initialize();
+        solver.factorize();
+        const Matrix<double> m(Matrix<double>(solver.solve(a - identity)), true);
+        identity.setIdentity(m.rows());
+        const Matrix<double> constant = (identity - m) * q * (identity - m.transpose()) / 2.0;
+        Matrix<double> transposed(m);
+        transposed.transposeInPlace();
+        Matrix<double> solution;
+        SylvesterEquation(solution, m, transposed, constant);
+        x = QorMathLA::MatrixSoft<double>(solution);
+    } catch (...) {
+        const Matrix<double> copyOfA(a);
+        const Matrix<double> copyOfQ(q);
+        LyapunovHelper(x, copyOfA, copyOfQ, discreteSystem);
+    }
+}
 
 void QorMathControl::LyapunovHelper(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& c,
                                     const systemType& type) {

@@ -1,5 +1,7 @@
+#include <complex>
 #include <gtest/gtest.h>
 #include <limits>
+#include <vector>
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
@@ -33,6 +35,17 @@ Matrix<double> stable(const systemType& type, int n, test::NormalNumbers& number
     return a;
 }
 
+// Complex pairs at a distance of 1e-9 from the limit of stability, at angles from 0.1 to 2.5 where discrete.
+Matrix<double> nearlyUnstable(const systemType& type, int n, test::NormalNumbers& numbers) {
+    std::vector<std::complex<double>> eigenvalues;
+    for (int k = 0; k < n / 2; ++k) {
+        const double angle = numbers.uniform(0.1, 2.5);
+        eigenvalues.push_back(type == discreteSystem ? std::polar(1.0 - 1e-9, angle)
+                                                     : std::complex<double>(-1e-9, angle));
+    }
+    return test::randomWithEigenvalues(eigenvalues, 0.1 / n, numbers);
+}
+
 // ------------------------------------------------------------------------------------------------- LyapunovHelper
 
 // The residual of a' x + x a + c or a' x a - x + c over n eps and the norms of its terms.
@@ -51,6 +64,19 @@ TEST(LyapunovHelper, SolvesTheEquationWithTheTransposeOnTheLeft) {
     for (const systemType type : {discreteSystem, continuousSystem}) {
         for (const int n : {1, 2, 3, 10, 50}) {
             const Matrix<double> a = stable(type, n, numbers);
+            const Matrix<double> c = test::randomMatrix(n, n, numbers);
+            Matrix<double> x;
+            test_access::LyapunovHelper(x, a, c, type);
+            EXPECT_LE(helperRatio(x, a, c, type), ratioLimit);
+        }
+    }
+}
+
+TEST(LyapunovHelper, LeavesAResidualOfRoundingSizeNearTheLimitOfStability) {
+    test::NormalNumbers numbers(7);
+    for (const systemType type : {discreteSystem, continuousSystem}) {
+        for (const int n : {2, 10, 50}) {
+            const Matrix<double> a = nearlyUnstable(type, n, numbers);
             const Matrix<double> c = test::randomMatrix(n, n, numbers);
             Matrix<double> x;
             test_access::LyapunovHelper(x, a, c, type);
@@ -165,6 +191,237 @@ TEST(LyapunovHelper, RefusesATransposedMatrixAfterItHasAssignedX) {
     test::expectXmsg([&] { test_access::LyapunovHelper(x, transposed, square, continuousSystem); },
                      QorMathLA::TransposedDataAccess, "Matrix: get data for Fortran call");
     EXPECT_TRUE(test::identical(x, square * -1.0));
+}
+
+// --------------------------------------------------------------------------------------------- ContinuousLyapunov
+
+// ||a x + x a' + q|| / (n eps (2 ||a|| ||x|| + ||q||))
+double continuousRatio(const Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q) {
+    const Matrix<double> residual = a * x + x * a.transpose() + q;
+    const double size = 2.0 * test::frobeniusNorm(a) * test::frobeniusNorm(x) + test::frobeniusNorm(q);
+    return test::frobeniusNorm(residual) / (a.rows() * test::unitRoundoff * size);
+}
+
+Matrix<double> positiveSemiDefinite(int n, int rank, test::NormalNumbers& numbers) {
+    const Matrix<double> b = test::randomMatrix(n, rank, numbers);
+    return Matrix<double>(b * b.transpose());
+}
+
+TEST(ContinuousLyapunov, SolvesTheEquationWithTheTransposeOnTheRight) {
+    test::NormalNumbers numbers(11);
+    for (const int n : {1, 2, 3, 10, 33, 80}) {
+        const Matrix<double> a = stable(continuousSystem, n, numbers);
+        const Matrix<double> q = test::randomMatrix(n, n, numbers);
+        Matrix<double> x;
+        QorMathControl::ContinuousLyapunov(x, a, q);
+        EXPECT_LE(continuousRatio(x, a, q), ratioLimit);
+    }
+}
+
+TEST(ContinuousLyapunov, LeavesAResidualOfRoundingSizeAtAllSizesAndNearTheLimitOfStability) {
+    test::NormalNumbers numbers(15);
+    for (const int n : {2, 10, 50, 400}) {
+        const Matrix<double> a = nearlyUnstable(continuousSystem, n, numbers);
+        const Matrix<double> q = test::randomMatrix(n, n, numbers);
+        Matrix<double> x;
+        QorMathControl::ContinuousLyapunov(x, a, q);
+        EXPECT_LE(continuousRatio(x, a, q), ratioLimit);
+    }
+}
+
+TEST(ContinuousLyapunov, GivesASymmetricSolutionUpToRoundingForAStableMatrix) {
+    test::NormalNumbers numbers(12);
+    for (const int n : {2, 10, 80}) {
+        const Matrix<double> a = stable(continuousSystem, n, numbers);
+        const Matrix<double> q = positiveSemiDefinite(n, 2, numbers);
+        Matrix<double> x;
+        QorMathControl::ContinuousLyapunov(x, a, q);
+        EXPECT_LE(continuousRatio(x, a, q), ratioLimit);
+        // The field of values of a stays left of -0.1, so that the inverse of the operator has a norm below 5.
+        const double bound = 5.0 * ratioLimit * n * test::unitRoundoff *
+                             (2.0 * test::frobeniusNorm(a) * test::frobeniusNorm(x) + test::frobeniusNorm(q));
+        EXPECT_LE(test::frobeniusNorm(test::differenceOf(x, x.transpose())), 2.0 * bound);
+    }
+}
+
+TEST(ContinuousLyapunov, LeavesItsOperandsUnchangedAndMayReplaceThem) {
+    test::NormalNumbers numbers(13);
+    const Matrix<double> a = stable(continuousSystem, 8, numbers);
+    const Matrix<double> q = test::randomMatrix(8, 8, numbers);
+    const Matrix<double> sameA(a), sameQ(q);
+    Matrix<double> expected;
+    QorMathControl::ContinuousLyapunov(expected, a, q);
+    EXPECT_TRUE(test::identical(a, sameA));
+    EXPECT_TRUE(test::identical(q, sameQ));
+    Matrix<double> x = q;
+    QorMathControl::ContinuousLyapunov(x, a, x);
+    EXPECT_TRUE(test::identical(x, expected));
+    x = a;
+    QorMathControl::ContinuousLyapunov(x, x, q);
+    EXPECT_TRUE(test::identical(x, expected));
+}
+
+TEST(ContinuousLyapunov, TakesATransposedView) {
+    test::NormalNumbers numbers(14);
+    const Matrix<double> a = stable(continuousSystem, 8, numbers).transpose();
+    const Matrix<double> q = test::randomMatrix(8, 8, numbers);
+    Matrix<double> x;
+    QorMathControl::ContinuousLyapunov(x, a, q);
+    EXPECT_LE(continuousRatio(x, a, q), ratioLimit);
+}
+
+TEST(ContinuousLyapunov, OfEmptyOperandsIsEmpty) {
+    Matrix<double> x = test::matrixOf({{1.0}});
+    QorMathControl::ContinuousLyapunov(x, Matrix<double>(), Matrix<double>());
+    EXPECT_EQ(x.rows(), 0);
+    EXPECT_EQ(x.cols(), 0);
+}
+
+TEST(ContinuousLyapunov, ThrowsMinusOneForAnIntegratorAndLeavesThePerturbedSolution) {
+    Matrix<double> x;
+    const Matrix<double> a = test::matrixOf({{0.0, 0.0}, {0.0, -1.0}});
+    test::expectMinusOne([&] { QorMathControl::ContinuousLyapunov(x, a, test::matrixOf({{1.0, 0.0}, {0.0, 1.0}})); });
+    EXPECT_EQ(x(0, 0), -0x1p52);
+    EXPECT_EQ(x(1, 1), 0.5);
+}
+
+TEST(ContinuousLyapunov, PassesOnTheErrorsOfTheSylvesterEquation) {
+    const Matrix<double> two = test::matrixOf({{-1.0, 0.5}, {0.0, -2.0}});
+    const Matrix<double> broken = test::matrixOf({{-1.0, std::numeric_limits<double>::quiet_NaN()}, {0.0, -2.0}});
+    Matrix<double> x;
+    test::expectMinusOne([&] { QorMathControl::ContinuousLyapunov(x, broken, two); });
+    test::expectXmsg([&] { QorMathControl::ContinuousLyapunov(x, two, Matrix<double>(3, 3) = 0.0); },
+                     QorMathLA::DimensionMismatch, "Matrix * Matrix");
+}
+
+// ----------------------------------------------------------------------------------------------- DiscreteLyapunov
+
+// ||a x a' - x + q|| / (n eps ((||a||^2 + 1) ||x|| + ||q||))
+double discreteRatio(const Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q) {
+    const Matrix<double> residual = a * x * a.transpose() - x + q;
+    const double normA = test::frobeniusNorm(a);
+    const double size = (normA * normA + 1.0) * test::frobeniusNorm(x) + test::frobeniusNorm(q);
+    return test::frobeniusNorm(residual) / (a.rows() * test::unitRoundoff * size);
+}
+
+TEST(DiscreteLyapunov, SolvesTheEquationWithTheTransposeOnTheRight) {
+    // The moduli stay below 0.9, so that a + i has a condition below 20 and its inverse spoils no digits.
+    test::NormalNumbers numbers(21);
+    for (const int n : {1, 2, 3, 10, 33, 80}) {
+        const Matrix<double> a = stable(discreteSystem, n, numbers);
+        const Matrix<double> q = test::randomMatrix(n, n, numbers);
+        Matrix<double> x;
+        QorMathControl::DiscreteLyapunov(x, a, q);
+        EXPECT_LE(discreteRatio(x, a, q), ratioLimit);
+    }
+}
+
+TEST(DiscreteLyapunov, LeavesAResidualOfRoundingSizeAtAllSizesAndNearTheLimitOfStability) {
+    // Eigenvalues that stay away from -1 keep the condition of a + i below 10 for these nearly normal matrices.
+    test::NormalNumbers numbers(25);
+    for (const int n : {2, 10, 50, 400}) {
+        const Matrix<double> a = nearlyUnstable(discreteSystem, n, numbers);
+        const Matrix<double> q = test::randomMatrix(n, n, numbers);
+        Matrix<double> x;
+        QorMathControl::DiscreteLyapunov(x, a, q);
+        EXPECT_LE(discreteRatio(x, a, q), ratioLimit);
+    }
+}
+
+TEST(DiscreteLyapunov, OfAZeroMatrixIsTheConstantTerm) {
+    test::NormalNumbers numbers(22);
+    for (const int n : {1, 2, 40}) {
+        const Matrix<double> q = test::randomMatrix(n, n, numbers);
+        Matrix<double> x;
+        QorMathControl::DiscreteLyapunov(x, QorMathLA::zeroMatrix(n, n), q);
+        EXPECT_EQ(test::maxDifference(x, q), 0.0);
+    }
+}
+
+TEST(DiscreteLyapunov, SolvesForAnUnstableMatrixToo) {
+    const Matrix<double> a = test::matrixOf({{3.0, 1.0}, {0.0, 0.5}});
+    const Matrix<double> q = test::matrixOf({{1.0, 2.0}, {2.0, 5.0}});
+    Matrix<double> x;
+    QorMathControl::DiscreteLyapunov(x, a, q);
+    EXPECT_LE(discreteRatio(x, a, q), ratioLimit);
+}
+
+TEST(DiscreteLyapunov, LeavesItsOperandsUnchangedAndMayReplaceThem) {
+    test::NormalNumbers numbers(23);
+    const Matrix<double> a = stable(discreteSystem, 8, numbers);
+    const Matrix<double> q = test::randomMatrix(8, 8, numbers);
+    const Matrix<double> sameA(a), sameQ(q);
+    Matrix<double> expected;
+    QorMathControl::DiscreteLyapunov(expected, a, q);
+    EXPECT_TRUE(test::identical(a, sameA));
+    EXPECT_TRUE(test::identical(q, sameQ));
+    Matrix<double> x = q;
+    QorMathControl::DiscreteLyapunov(x, a, x);
+    EXPECT_TRUE(test::identical(x, expected));
+    x = a;
+    QorMathControl::DiscreteLyapunov(x, x, q);
+    EXPECT_TRUE(test::identical(x, expected));
+}
+
+TEST(DiscreteLyapunov, OfEmptyOperandsIsEmpty) {
+    Matrix<double> x = test::matrixOf({{1.0}});
+    QorMathControl::DiscreteLyapunov(x, Matrix<double>(), Matrix<double>());
+    EXPECT_EQ(x.rows(), 0);
+    EXPECT_EQ(x.cols(), 0);
+}
+
+// The identity added to this is singular to working precision, although no product of two eigenvalues is near 1.
+const Matrix<double>& beyondTheBilinearMap() {
+    static const Matrix<double> a = test::matrixOf({{0.0, 1e17}, {0.0, 0.0}});
+    return a;
+}
+
+TEST(DiscreteLyapunov, FallsBackOnTheEquationWithTheTransposeOnTheLeft) {
+    const Matrix<double>& a = beyondTheBilinearMap();
+    const Matrix<double> q = test::matrixOf({{1.0, 0.0}, {0.0, 1.0}});
+    Matrix<double> x;
+    QorMathControl::DiscreteLyapunov(x, a, q);
+    // q + a' q a, where the other equation has q + a q a'.
+    EXPECT_EQ(test::written(x), test::written(test::matrixOf({{1.0, 0.0}, {0.0, 1e17 * 1e17}})));
+}
+
+TEST(DiscreteLyapunov, LeavesItsOperandsUnchangedWhenItFallsBackAndMayReplaceThem) {
+    const Matrix<double> a = beyondTheBilinearMap();
+    const Matrix<double> q = test::matrixOf({{1.0, 2.0}, {3.0, 4.0}});
+    const Matrix<double> sameQ(q);
+    Matrix<double> expected;
+    QorMathControl::DiscreteLyapunov(expected, a, q);
+    EXPECT_TRUE(test::identical(a, beyondTheBilinearMap()));
+    EXPECT_TRUE(test::identical(q, sameQ));
+    Matrix<double> x = q;
+    QorMathControl::DiscreteLyapunov(x, a, x);
+    EXPECT_TRUE(test::identical(x, expected));
+    x = a;
+    QorMathControl::DiscreteLyapunov(x, x, q);
+    EXPECT_TRUE(test::identical(x, expected));
+}
+
+TEST(DiscreteLyapunov, ThrowsMinusOneWhereTheFallbackFailsToo) {
+    const Matrix<double> q = test::matrixOf({{1.0, 0.0}, {0.0, 1.0}});
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    Matrix<double> x;
+    for (const Matrix<double>& a :
+         {test::matrixOf({{-1.0, 0.0}, {0.0, -1.0}}), test::matrixOf({{0.5, 0.0}, {0.0, -1.0}}),
+          test::matrixOf({{1.0, 0.0}, {0.0, 0.5}}), test::matrixOf({{2.0, 0.0}, {0.0, 0.5}}),
+          test::matrixOf({{0.6, 0.8}, {-0.8, 0.6}}), test::matrixOf({{nan, 0.0}, {0.0, 0.5}}),
+          test::matrixOf({{0.5, 0.0, 0.0}, {0.0, 0.5, 0.0}}), test::matrixOf({{0.5}})}) {
+        test::expectMinusOne([&] { QorMathControl::DiscreteLyapunov(x, a, q); });
+        EXPECT_EQ(test::maxDifference(x, q * -1.0), 0.0);
+    }
+}
+
+TEST(DiscreteLyapunov, TakesTransposedViews) {
+    test::NormalNumbers numbers(24);
+    const Matrix<double> a = stable(discreteSystem, 8, numbers).transpose();
+    const Matrix<double> q = test::randomMatrix(8, 8, numbers).transpose();
+    Matrix<double> x;
+    QorMathControl::DiscreteLyapunov(x, a, q);
+    EXPECT_LE(discreteRatio(x, a, q), ratioLimit);
 }
 
 }  // namespace
