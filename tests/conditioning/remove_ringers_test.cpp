@@ -7,12 +7,14 @@
 #include <support/failures.hpp>
 #include <support/matrix_literals.hpp>
 #include <support/model_families.hpp>
+#include <support/residualised.hpp>
 #include <support/transfer.hpp>
 #include <vector>
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/models/lti_state_space_model.hpp>
 
+using qormath::test::countedUpTo;
 using qormath::test::expectMinusOne;
 using qormath::test::frobeniusNorm;
 using qormath::test::hidden;
@@ -23,7 +25,8 @@ using qormath::test::maxDifference;
 using qormath::test::modalModel;
 using qormath::test::NormalNumbers;
 using qormath::test::Poles;
-using qormath::test::resolvent;
+using qormath::test::Residualised;
+using qormath::test::selected;
 using qormath::test::sortedPoles;
 using qormath::test::transferAt;
 using QorMathLA::Matrix;
@@ -63,29 +66,6 @@ Parts withRampsApart(const LTIStateSpaceModel& model) {
     return parts;
 }
 
-double dampingRatioOf(std::complex<double> pole, systemType type) {
-    const std::complex<double> s = type == discreteSystem ? std::log(pole) : pole;
-    return std::fabs(s.real()) / std::abs(s);
-}
-
-Matrix<double> selected(const Matrix<double>& m, const std::vector<int>& rows, const std::vector<int>& cols) {
-    Matrix<double> result(static_cast<int>(rows.size()), static_cast<int>(cols.size()));
-    for (int j = 0; j < result.cols(); ++j) {
-        for (int i = 0; i < result.rows(); ++i) {
-            result(i, j) = m(rows[static_cast<std::size_t>(i)], cols[static_cast<std::size_t>(j)]);
-        }
-    }
-    return result;
-}
-
-std::vector<int> countedUpTo(int count) {
-    std::vector<int> indices;
-    for (int k = 0; k < count; ++k) {
-        indices.push_back(k);
-    }
-    return indices;
-}
-
 /// The given states of a model whose modes are not coupled.
 LTIStateSpaceModel modesOf(const LTIStateSpaceModel& model, const std::vector<int>& states) {
     return {selected(model.A, states, states),
@@ -95,71 +75,6 @@ LTIStateSpaceModel modesOf(const LTIStateSpaceModel& model, const std::vector<in
             model.sysType,
             model.sampleTime};
 }
-
-/// The residualised model by another road than the library's: no matrix of it is formed. A state that is held at its
-/// steady state has x = A x + B u, so that the resolvent carries the steady-state point, 1 or 0, in its place on the
-/// diagonal instead of z. What the ringing states pass straight from inputs to outputs is taken off again.
-class Residualised {
-  public:
-    Residualised(const LTIStateSpaceModel& model, double limit) : model_(model) {
-        Matrix<double> q;
-        Vector<double> wr;
-        Vector<double> wi;
-        QorMathControl::SchurDecomposition(model.A, t_, q, wr, wi, schurUnordered);
-        b_ = product(q.transpose(), model.B);
-        c_ = product(model.C, q);
-        for (int i = 0; i < wr.size(); ++i) {
-            const double ratio = dampingRatioOf({wr[i], wi[i]}, model.sysType);
-            (ratio <= limit ? ring_ : keep_).push_back(i);
-        }
-    }
-
-    int kept() const { return static_cast<int>(keep_.size()); }
-    int rang() const { return static_cast<int>(ring_.size()); }
-
-    /// The path from inputs to outputs through the ringing states alone, at their steady state.
-    Matrix<double> lostFeedthrough() const {
-        const Matrix<double> held = resolvent(selected(t_, ring_, ring_), steadyPoint());
-        return product(selected(c_, outputs(), ring_), product(held, selected(b_, ring_, inputs())));
-    }
-
-    Matrix<double> transferAt(double z) const {
-        return product(product(c_, mixedResolvent(z)), b_) + model_.D - lostFeedthrough();
-    }
-
-    /// The rounding of a value of the transfer function, the backward error being n eps relative to each matrix: a
-    /// change of A passes the resolvent twice, one of B or C once. The inverse that holds the ringing states stands
-    /// in the new matrices between two factors, which are rounded by eps of their own product.
-    double rounding(double z) const {
-        const double n = std::max(1, model_.A.rows());
-        const double r = frobeniusNorm(mixedResolvent(z));
-        const double a = frobeniusNorm(model_.A) + 1.0;
-        const double held = 1.0 + a * frobeniusNorm(resolvent(selected(t_, ring_, ring_), steadyPoint()));
-        const double outer = frobeniusNorm(model_.B) * frobeniusNorm(model_.C) * r;
-        return n * 0x1p-53 * (outer * (a * r + 2.0) * held * held + frobeniusNorm(model_.D));
-    }
-
-    double steadyPoint() const { return model_.sysType == discreteSystem ? 1.0 : 0.0; }
-
-  private:
-    std::vector<int> inputs() const { return countedUpTo(b_.cols()); }
-    std::vector<int> outputs() const { return countedUpTo(c_.rows()); }
-
-    Matrix<double> mixedResolvent(double z) const {
-        Matrix<double> shifted = t_;
-        for (const int i : ring_) {
-            shifted(i, i) += z - steadyPoint();
-        }
-        return resolvent(shifted, z);
-    }
-
-    LTIStateSpaceModel model_;
-    Matrix<double> t_;
-    Matrix<double> b_;
-    Matrix<double> c_;
-    std::vector<int> ring_;
-    std::vector<int> keep_;
-};
 
 void expectResidualised(const Residualised& expected, const LTIStateSpaceModel& model) {
     ASSERT_EQ(model.A.rows(), expected.kept());
