@@ -319,11 +319,12 @@ TEST(RemoveRingers, JudgesNoDiscreteModeWithoutASampleTime) {
 }
 
 TEST(RemoveRingers, TakesEveryTimeBaseButDiscreteForContinuous) {
-    LTIStateSpaceModel model = modelOf({-0.5, {-0.1, 0.7}}, continuousSystem);
+    NormalNumbers numbers(17);
+    LTIStateSpaceModel model = coupledModel({-0.5, {-0.1, 0.7}, {-0.6, 0.4}}, continuousSystem, numbers);
     const LTIStateSpaceModel expected = withoutRingers(model, dampingLimit);
     model.sysType = static_cast<systemType>(3);
     LTIStateSpaceModel other = withoutRingers(model, dampingLimit);
-    EXPECT_EQ(other.A.rows(), 1);
+    EXPECT_EQ(other.A.rows(), 3);
     EXPECT_EQ(other.sysType, static_cast<systemType>(3));
     other.sysType = continuousSystem;
     EXPECT_TRUE(identical(other, expected));

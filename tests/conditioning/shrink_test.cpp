@@ -7,6 +7,7 @@
 #include <support/raw_conversion.hpp>
 #include <support/shrink_calls.hpp>
 #include <support/transfer.hpp>
+#include <utility>
 #include <vector>
 
 #include <qormath/control/qor_math_control.hpp>
@@ -133,26 +134,24 @@ TEST(Shrink, AsksNoStableStatesOfAnOrderThatTheUnstablePartFills) {
 
 TEST(Shrink, ReducesAutomaticallyIfTheSuggestionItselfIsNegative) {
     // Three integrators of one channel, which a tolerance of 0.0 leaves in the stable part until they are moved to 1:
-    // two of them count as weak there, and once more when the ramps are merged. The order is 4 - 2 - 3.
-    LTIStateSpaceModel model(zeroMatrix(4, 4), zeroMatrix(4, 2), zeroMatrix(2, 4), zeroMatrix(2, 2), discreteSystem,
-                             1.0);
-    const std::vector<double> poles{1.0 - 1e-9, 1.0 - 3e-9, 1.0 - 6e-9, 0.5};
-    const std::vector<double> strength{1.0, 1e-4, 1e-5, 1.0};
-    for (int k = 0; k < 4; ++k) {
-        const int channel = k < 3 ? 0 : 1;
-        model.A(k, k) = poles[static_cast<std::size_t>(k)];
-        model.B(k, channel) = strength[static_cast<std::size_t>(k)];
-        model.C(channel, k) = strength[static_cast<std::size_t>(k)];
+    // two of them count as weak there, and once more when the ramps are merged. The order is 5 - 2 - 4. The stable
+    // modes are kept even if they are weak: the automatic order has no tolerance of its own.
+    const std::vector<double> poles{1.0 - 1e-9, 1.0 - 3e-9, 1.0 - 6e-9, 0.5, 0.25};
+    const std::vector<double> strengths{1.0, 1e-4, 1e-5, 1.0, 1e-2};
+    LTIStateSpaceModel model = weakChannels(poles, strengths);
+    for (const int k : {1, 2}) {
+        std::swap(model.B(k, 0), model.B(k, k));
+        std::swap(model.C(0, k), model.C(k, k));
     }
     const Parts parts = minimalParts(model, 0.0);
-    ASSERT_EQ(qormath::test::elementsOf(parts.report), std::vector<int>({2, 1, 1, 1, 0, -1, -1}));
+    ASSERT_EQ(qormath::test::elementsOf(parts.report), std::vector<int>({2, 1, 1, 2, 0, -1, -1}));
     for (const int asked : {-2, -3}) {
         int order = asked;
         ShrinkOptions options;
         options.stabilityTolerance = 0.0;
         const LTIStateSpaceModel result = shrunk(model, order, options);
         EXPECT_EQ(order, -1) << "no part of it goes to the ramps";
-        EXPECT_EQ(result.A.rows(), 2);
+        EXPECT_EQ(result.A.rows(), 3);
     }
 }
 
@@ -426,6 +425,17 @@ TEST(Shrink, ReducesAllThatIsStableAtANegativeStabilityTolerance) {
     }
 }
 
+TEST(Shrink, HandsTheStabilityToleranceToTheCorrectionOfTheGain) {
+    // A margin of 0.6 makes a weak ramp of the correction's pole at 0.5, and the realisation of the sum drops it.
+    const LTIStateSpaceModel model = modelOf({0.3, -0.3}, discreteSystem, 1, 1);
+    ShrinkOptions options;
+    options.gainTolerance = 0.0;
+    int order = 1;
+    EXPECT_EQ(shrunk(model, order, options).A.rows(), 2);
+    options.stabilityTolerance = 0.6;
+    EXPECT_EQ(shrunk(model, order, options).A.rows(), 1);
+}
+
 TEST(Shrink, ReducesAlikeWhateverCountsAsADelay) {
     const LTIStateSpaceModel model = modelOf({0.0, 0.5, 1.0, 0.25});
     int order = -1;
@@ -453,6 +463,16 @@ TEST(Shrink, ReducesASlowPairWithTheRestAtAStabilityToleranceOfZero) {
     order = 3;
     shrunk(model, order, options);
     EXPECT_EQ(order, 3) << "three stable modes";
+}
+
+TEST(Shrink, ReducesUpToTheMarginOfTheStabilityTolerance) {
+    // With a margin of its own the reduction would keep the pair whole.
+    const LTIStateSpaceModel model = modelOf({{-2e-9, 1e-9}, -0.5}, continuousSystem, 1, 1);
+    ShrinkOptions options;
+    options.stabilityTolerance = 0.0;
+    int order = 1;
+    EXPECT_EQ(shrunk(model, order, options).A.rows(), 1);
+    EXPECT_EQ(order, 1);
 }
 
 TEST(Shrink, LosesASlowPairThatIsARampToTheRemovalOfRingers) {
