@@ -105,6 +105,23 @@ class QORMATH_API QorMathControl {
     /// square.
     static ComplexMatrix<double> ExpM(const ComplexMatrix<double>& a);
 
+    /// The principal logarithm of a real square matrix: exp of the result is a, and its eigenvalues have imaginary
+    /// parts from -pi to pi. It is complex where a has negative eigenvalues, and real up to rounding elsewhere.
+    ///
+    /// Parlett's recurrence on the complex Schur form divides by the differences of eigenvalues and so loses digits
+    /// where two lie close together. It estimates its own error as eps times the largest column sum above the diagonal
+    /// of the Schur form, divided by the smallest difference. An estimate beyond 1000 eps is checked by the relative
+    /// residual of the exponential, in the largest row sum; if that is beyond 1000 eps too, the recurrence is run once
+    /// more on a, rotated by a fixed orthogonal matrix, and that result stands, good or bad: near a defective
+    /// eigenvalue of multiplicity k it is good to about the k-th root of eps.
+    ///
+    /// An eigenvalue of exactly zero gives infinite or NaN elements. Throws the int -1 if a is not square, holds NaN or
+    /// infinity, or the Schur form fails. An empty matrix gives an empty one.
+    /// Source: B. N. Parlett, "A recurrence among the elements of functions of triangular matrices", Linear Algebra
+    /// Appl. 14 (1976), 117-121. Cost: a complex Schur form and n^3 / 3 complex operations, with a retry three times
+    /// as much and an exponential.
+    static ComplexMatrix<double> LogM(const Matrix<double>& a);
+
     // ---------------------------------------------------------------- equations
 
     /// Solves a x + x b + c = 0 for x (m by n), with a of m by m and b of n by n. There is one solution when no
@@ -262,6 +279,7 @@ class QORMATH_API QorMathControl {
     /// 1, to working precision, x would overflow, or an operand holds NaN or infinity.
     static void LyapunovHelper(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& c,
                                const systemType& type);
+    static void ParlettsLog(const Matrix<double>& a, ComplexMatrix<double>& f, double& err);
 
     friend struct QorMathControlTestAccess;
 };

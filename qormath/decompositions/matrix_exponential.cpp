@@ -7,6 +7,7 @@
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/decompositions/detail/row_sums.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 
@@ -26,17 +27,11 @@ void addToDiagonal(M& matrix, double value) {
     }
 }
 
-/// The largest absolute row sum, but not below the given value.
+/// The largest absolute row sum, but not below the given value. NaN counts for nothing.
 template <class M>
 double largestRowSum(const M& matrix, double least) {
-    std::vector<double> sums(static_cast<std::size_t>(matrix.rows()));
-    for (int j = 0; j < matrix.cols(); ++j) {
-        for (int i = 0; i < matrix.rows(); ++i) {
-            sums[static_cast<std::size_t>(i)] += std::abs(matrix(i, j));
-        }
-    }
     double largest = least;
-    for (const double sum : sums) {
+    for (const double sum : qormath::decompositions::absoluteRowSums(matrix)) {
         largest = std::max(largest, sum);
     }
     return largest;

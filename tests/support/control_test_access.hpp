@@ -15,6 +15,10 @@ struct QorMathControlTestAccess {
         QorMathControl::PseudoRamp2Ramp(model, tolerance);
     }
 
+    static void ParlettsLog(const QorMathLA::Matrix<double>& a, QorMathLA::ComplexMatrix<double>& f, double& err) {
+        QorMathControl::ParlettsLog(a, f, err);
+    }
+
     static void LyapunovHelper(QorMathLA::Matrix<double>& x, const QorMathLA::Matrix<double>& a,
                                const QorMathLA::Matrix<double>& c, const systemType& type) {
         QorMathControl::LyapunovHelper(x, a, c, type);
