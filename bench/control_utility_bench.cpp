@@ -13,8 +13,11 @@
 #include <vector>
 
 #include <qormath/control_utility/gramian_factor.hpp>
+#include <qormath/control_utility/lyapunovfort.hpp>
+#include <qormath/control_utility/triangular_lyapunov.hpp>
 #include <qormath/control_utility/triangular_stein.hpp>
 #include <qormath/control_utility/triangular_sylvester.hpp>
+#include <qormath/control_utility/whole_sylvester.hpp>
 #include <qormath/lapack/lapack.hpp>
 
 namespace {
@@ -131,6 +134,58 @@ void triangularStein(benchmark::State& state) {
     });
 }
 
+void wholeSylvester(benchmark::State& state) {
+    const int n = static_cast<int>(state.range(0));
+    const Elements a = stableForm(n, false);
+    const Elements c = randomMatrix(n, n, 2);
+    Elements x(c.size());
+    reportBesideSchur(state, n, [&] {
+        x = c;
+        double scale = 1.0;
+        control_utility::solveWholeSylvester(n, n, a.data(), n, a.data(), n, x.data(), n, scale);
+        benchmark::DoNotOptimize(x.data());
+    });
+}
+
+void triangularLyapunov(benchmark::State& state, bool discrete) {
+    const int n = static_cast<int>(state.range(0));
+    const Elements a = stableForm(n, discrete);
+    const Elements c = randomMatrix(n, n, 2);
+    Elements x(c.size());
+    reportBesideSchur(state, n, [&] {
+        x = c;
+        double scale = 1.0;
+        control_utility::solveTriangularLyapunov(discrete, n, a.data(), n, x.data(), n, scale);
+        benchmark::DoNotOptimize(x.data());
+    });
+}
+
+// The whole of it, so that a ratio of 1 is the Schur form that it begins with. The second argument tells whether the
+// right-hand side is symmetric.
+void lyapunov(benchmark::State& state, int discrete) {
+    const int n = static_cast<int>(state.range(0));
+    Elements a = randomMatrix(n, n, 1);
+    lapack::scal(n * n, (discrete == 1 ? 0.9 : 1.0) / std::sqrt(n), a.data(), 1);
+    Elements c = randomMatrix(n, n, 2);
+    for (int k = 0; k < n; ++k) {
+        a[elements(n + 1, k)] -= discrete == 1 ? 0.0 : 1.2;
+        for (int row = 0; state.range(1) == 1 && row < k; ++row) {
+            c[elements(n, row) + static_cast<std::size_t>(k)] = c[elements(n, k) + static_cast<std::size_t>(row)];
+        }
+    }
+    const int workLength = (n + 3) * n;
+    Elements form(a.size()), u(a.size()), x(a.size()), work(elements(n + 3, n));
+    Elements wr(static_cast<std::size_t>(n)), wi(static_cast<std::size_t>(n));
+    reportBesideSchur(state, n, [&] {
+        form = a;
+        x = c;
+        int info = 0;
+        control_utility::LYAPUNOVFORT(&discrete, &n, form.data(), u.data(), x.data(), wr.data(), wi.data(), work.data(),
+                                      &workLength, &info);
+        benchmark::DoNotOptimize(x.data());
+    });
+}
+
 // The second argument is the number of inputs.
 void gramianFactor(benchmark::State& state, bool discrete) {
     const int n = static_cast<int>(state.range(0));
@@ -163,6 +218,27 @@ BENCHMARK_CAPTURE(triangularSylvester, TN, lapack::Op::transpose, lapack::Op::no
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(columnwiseSylvester)->Arg(500)->Arg(1000)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(triangularStein)->Arg(500)->Arg(1000)->Arg(2000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(wholeSylvester)->Arg(500)->Arg(1000)->Arg(2000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(triangularLyapunov, continuous, false)
+    ->Arg(500)
+    ->Arg(1000)
+    ->Arg(2000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(triangularLyapunov, discrete, true)
+    ->Arg(500)
+    ->Arg(1000)
+    ->Arg(2000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(lyapunov, continuous, 0)
+    ->ArgsProduct({{200, 1000}, {0, 1}})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(lyapunov, discrete, 1)
+    ->ArgsProduct({{200, 1000}, {0, 1}})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(gramianFactor, continuous, false)
     ->Args({500, 10})
     ->Args({1000, 10})

@@ -152,8 +152,8 @@ class QORMATH_API QorMathControl {
     /// thrown: the int -1 if that equation is singular to working precision, if q is not of the order of a, or if a
     /// holds NaN or infinity. x is then -q. NaN and infinity in q alone go into x.
     ///
-    /// The map costs digits as the square of the condition of a + i: an eigenvalue near -1 shows in the residual.
-    /// Cost: that of SylvesterEquation with m and m', and 13 n^3 operations.
+    /// The residual grows with the condition of a + i, that is with an eigenvalue near -1. Cost: that of
+    /// SylvesterEquation with m and m', and 7 n^3 operations.
     static void DiscreteLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q);
 
     // ---------------------------------------------------------------- structure

@@ -1,3 +1,4 @@
+#include <cmath>
 #include <complex>
 #include <gtest/gtest.h>
 #include <limits>
@@ -326,6 +327,31 @@ TEST(DiscreteLyapunov, LeavesAResidualOfRoundingSizeAtAllSizesAndNearTheLimitOfS
         QorMathControl::DiscreteLyapunov(x, a, q);
         EXPECT_LE(discreteRatio(x, a, q), ratioLimit);
     }
+}
+
+TEST(DiscreteLyapunov, LeavesAResidualThatGrowsWithTheConditionOfTheBilinearMapAlone) {
+    test::NormalNumbers numbers(26);
+    for (const double distance : {1e-2, 1e-4, 1e-6}) {
+        std::vector<std::complex<double>> eigenvalues = {distance - 1.0};
+        for (int k = 0; k < 9; ++k) {
+            eigenvalues.emplace_back(numbers.uniform(0.0, 0.8));
+        }
+        const Matrix<double> a = test::randomWithEigenvalues(eigenvalues, 0.0, numbers);
+        const Matrix<double> q = test::randomMatrix(10, 10, numbers);
+        Matrix<double> x;
+        QorMathControl::DiscreteLyapunov(x, a, q);
+        EXPECT_LE(discreteRatio(x, a, q), ratioLimit * 1.8 / distance);
+    }
+}
+
+TEST(DiscreteLyapunov, CarriesNaNOfTheConstantTermIntoX) {
+    test::NormalNumbers numbers(27);
+    const Matrix<double> a = stable(discreteSystem, 3, numbers);
+    Matrix<double> q = test::randomMatrix(3, 3, numbers);
+    q(1, 1) = std::numeric_limits<double>::quiet_NaN();
+    Matrix<double> x;
+    QorMathControl::DiscreteLyapunov(x, a, q);
+    EXPECT_TRUE(std::isnan(x(1, 1)));
 }
 
 TEST(DiscreteLyapunov, OfAZeroMatrixIsTheConstantTerm) {
