@@ -12,6 +12,7 @@ namespace qormath::cli {
 struct Console {
     std::ostream& out;
     std::ostream& err;
+    bool errIsTerminal = false;  ///< somebody may be watching: progress shows there
 };
 
 // Each adds its command to the program. The command runs while the program parses its arguments, and throws
@@ -19,6 +20,7 @@ struct Console {
 
 void addInfoCommand(CLI::App& program, const Console& console);
 void addRealiseCommand(CLI::App& program, const Console& console);
+void addReduceCommand(CLI::App& program, const Console& console);
 void addSimulateCommand(CLI::App& program, const Console& console);
 
 }  // namespace qormath::cli

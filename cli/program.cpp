@@ -46,10 +46,11 @@ ExitStatus finish(std::ostream& out, std::ostream& err) {
 
 }  // namespace
 
-int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostream& err, bool errIsTerminal) {
     CLI::App program("", "qormath");
     describe(program);
-    const Console console{out, err};
+    const Console console{out, err, errIsTerminal};
+    addReduceCommand(program, console);
     addInfoCommand(program, console);
     addRealiseCommand(program, console);
     addSimulateCommand(program, console);

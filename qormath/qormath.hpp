@@ -14,5 +14,6 @@
 #include <qormath/models/lti_fir_model.hpp>
 #include <qormath/models/lti_state_space_model.hpp>
 #include <qormath/numerics/dense_gaussian_solver.hpp>
+#include <qormath/pipeline/reduce.hpp>
 #include <qormath/structure/ability_manager.hpp>
 #include <qormath/version.hpp>

@@ -1,0 +1,326 @@
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <qormath/core/xmsg.hpp>
+#include <qormath/pipeline/reduce.hpp>
+
+#include "atomic_file.hpp"
+#include "commands.hpp"
+#include "fidelity.hpp"
+#include "model_file.hpp"
+#include "program_error.hpp"
+#include "progress_line.hpp"
+#include "simulation.hpp"
+#include "system_file.hpp"
+#include "text.hpp"
+
+namespace qormath::cli {
+
+namespace {
+
+using Choice = ReduceOptions::OrderChoice;
+using Json = nlohmann::ordered_json;
+
+// A list of more pairs, or ringers, than this does not help on a terminal; JSON has them all.
+constexpr std::size_t longestList = 5;
+
+struct ReduceArguments {
+    std::string model;
+    std::string reduced;
+    std::string stateSpace;
+    std::string order;
+    ReduceOptions options;
+    bool keepNullPairs = false;
+    bool aligned = false;
+    bool json = false;
+};
+
+std::optional<int> wholeNumber(const std::string& text) {
+    int value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional<int>(value) : std::nullopt;
+}
+
+/// Empty if the order is one, otherwise what is wrong with it.
+std::string checkOrder(const std::string& text) {
+    const bool isNamed = text == "coarse" || text == "middle" || text == "fine";
+    return isNamed || wholeNumber(text) ? "" : "expected a number of states, coarse, middle or fine, not " + text;
+}
+
+ReduceOptions optionsOf(const ReduceArguments& arguments) {
+    ReduceOptions options = arguments.options;
+    options.clearNullPairs = !arguments.keepNullPairs;
+    if (arguments.order == "coarse") {
+        options.orderChoice = Choice::coarse;
+    } else if (arguments.order == "middle") {
+        options.orderChoice = Choice::middle;
+    } else if (arguments.order == "fine") {
+        options.orderChoice = Choice::fine;
+    } else if (!arguments.order.empty()) {
+        options.orderChoice = Choice::byNumber;
+        options.order = wholeNumber(arguments.order).value_or(0);
+    }
+    return options;
+}
+
+ReduceResult reduced(const ReduceArguments& arguments, const LTIFIRModel& model, const Console& console) {
+    ProgressLine progress(console);
+    ReduceOptions options = optionsOf(arguments);
+    options.progress = [&progress](const char* stage, int done, int total) { progress.show(stage, done, total); };
+    ReduceResult result;
+    try {
+        result = reduce(model, options);
+    } catch (const QorMathLA::xmsg& error) {
+        throw ProgramError(arguments.model, "cannot be reduced: the step \"" + error.message + "\" failed");
+    } catch (int) {
+        throw ProgramError(arguments.model, "cannot be reduced: a numerical step failed; another --order may do");
+    }
+    if (!result.refusal.empty()) {
+        throw ProgramError(arguments.model, "cannot be reduced: " + toUtf8(result.refusal));
+    }
+    return result;
+}
+
+SystemFile systemFileOf(const ReduceArguments& arguments, const ReduceResult& result, const LTIFIRModel& model) {
+    SystemFile file{result.model, namesOf(model.inputNames), namesOf(model.outputNames)};
+    if (arguments.aligned) {
+        file.system = advancedByOneSample(file.system);
+        file.curveOffset = 0;
+    }
+    return file;
+}
+
+std::string counted(int count, const std::string& thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::optional<PairError> named(const std::optional<ReduceResult::PairError>& error, const LTIFIRModel& model) {
+    if (!error) {
+        return {};
+    }
+    return PairError{error->value, toUtf8(model.outputNames[error->pair.output]),
+                     toUtf8(model.inputNames[error->pair.input])};
+}
+
+Fidelity fidelityOf(const ReduceResult& result, const LTIFIRModel& model) {
+    return {named(result.gainError, model), named(result.rampRateError, model), named(result.curveErrorPercent, model)};
+}
+
+/// What the minimal realisation found, in words.
+std::string realisationInWords(const ReduceResult& result) {
+    return counted(result.rampStates, "ramp") + ", " + std::to_string(result.stableStates) + " stable (" +
+           std::to_string(result.delayStates) + " of them delays), " + std::to_string(result.statesRemoved) +
+           " removed; suggested orders " + std::to_string(result.coarseOrder) + " (coarse) to " +
+           std::to_string(result.fineOrder) + " (fine)";
+}
+
+std::string orderInWords(const ReduceResult& result, const ReduceOptions& options) {
+    const std::string order = std::to_string(result.orderAsked);
+    switch (options.orderChoice) {
+        case Choice::coarse:
+            return order + " (coarse)";
+        case Choice::middle:
+            return order + " (middle)";
+        case Choice::fine:
+            return order + " (fine)";
+        case Choice::byNumber:
+            return std::to_string(options.order);
+        case Choice::byCurveTolerance:
+            break;
+    }
+    const std::string tolerance = formatNumber(options.curveTolerance) + " %";
+    return order + (result.isWithinTolerance ? " (the smallest within " + tolerance + ")"
+                                             : " (the closest; no order is within " + tolerance + ")");
+}
+
+std::string reachedInWords(const ReduceResult& result) {
+    const auto ringing = static_cast<int>(result.orderReached - result.gainStates - result.orderAsked);
+    std::string text = std::to_string(result.orderReached);
+    if (result.gainStates > 0) {
+        text += ", with " + counted(result.gainStates, "state") + " for the gain";
+    }
+    return ringing < 0 ? text + ", without " + counted(-ringing, "ringing state") : text;
+}
+
+std::string ringersInWords(const std::vector<ReduceResult::Ringer>& ringers) {
+    std::vector<std::string> words;
+    for (const ReduceResult::Ringer& ringer : ringers) {
+        if (words.size() == longestList) {
+            words.push_back("and " + std::to_string(ringers.size() - longestList) + " more");
+            break;
+        }
+        constexpr int digits = 3;
+        words.push_back("damping ratio " + formatNumber(ringer.dampingRatio, digits) + " with a period of " +
+                        formatNumber(ringer.period, digits) + " s");
+    }
+    return joined(words);
+}
+
+std::string clearedInWords(const ReduceResult& result) {
+    constexpr int digits = 2;
+    if (result.clearedPairs.empty()) {
+        return "none";
+    }
+    return std::to_string(result.clearedPairs.size()) + ", up to " +
+           formatNumber(result.largestClearedPercent, digits) + " % cleared";
+}
+
+void printTable(std::ostream& out, const ReduceArguments& arguments, const LTIFIRModel& model,
+                const ReduceResult& result) {
+    FactTable table;
+    table.add("model", arguments.model);
+    table.add("reduced", arguments.reduced);
+    if (!arguments.stateSpace.empty()) {
+        table.add("system", arguments.stateSpace);
+    }
+    addModelFacts(table, model);
+    table.add("states realised", std::to_string(result.statesRealised));
+    table.add("minimal realisation", realisationInWords(result));
+    table.add("order asked for", orderInWords(result, optionsOf(arguments)));
+    table.add("order reached", reachedInWords(result));
+    table.add("ringers taken out", ringersInWords(result.ringers));
+    table.add("null pairs", clearedInWords(result));
+    addFidelityFacts(table, fidelityOf(result, model));
+    table.print(out);
+}
+
+Json pairsOf(const std::vector<ReduceResult::Pair>& pairs, const LTIFIRModel& model) {
+    Json list = Json::array();
+    for (const ReduceResult::Pair& pair : pairs) {
+        list.push_back(
+            {{"output", toUtf8(model.outputNames[pair.output])}, {"input", toUtf8(model.inputNames[pair.input])}});
+    }
+    return list;
+}
+
+Json ringersOf(const std::vector<ReduceResult::Ringer>& ringers) {
+    Json list = Json::array();
+    for (const ReduceResult::Ringer& ringer : ringers) {
+        list.push_back({{"dampingRatio", ringer.dampingRatio}, {"period", ringer.period}});
+    }
+    return list;
+}
+
+void printJson(std::ostream& out, const ReduceArguments& arguments, const LTIFIRModel& model,
+               const ReduceResult& result) {
+    Json object;
+    object["model"] = toUtf8(arguments.model);
+    object["reduced"] = toUtf8(arguments.reduced);
+    if (!arguments.stateSpace.empty()) {
+        object["system"] = toUtf8(arguments.stateSpace);
+    }
+    addModelFacts(object, model);
+    object["statesRealised"] = result.statesRealised;
+    object["statesRemoved"] = result.statesRemoved;
+    object["rampStates"] = result.rampStates;
+    object["stableStates"] = result.stableStates;
+    object["delayStates"] = result.delayStates;
+    object["coarseOrder"] = result.coarseOrder;
+    object["fineOrder"] = result.fineOrder;
+    object["orderAsked"] = result.orderAsked;
+    object["orderReached"] = result.orderReached;
+    object["gainStates"] = result.gainStates;
+    const ReduceOptions options = optionsOf(arguments);
+    if (options.orderChoice == Choice::byCurveTolerance) {
+        object["curveTolerancePercent"] = options.curveTolerance;
+        object["isWithinTolerance"] = result.isWithinTolerance;
+    }
+    object["ringers"] = ringersOf(result.ringers);
+    object["clearedPairs"] = pairsOf(result.clearedPairs, model);
+    object["largestClearedPercent"] = result.largestClearedPercent;
+    addFidelityFacts(object, fidelityOf(result, model));
+    Json warnings = Json::array();
+    for (const std::string& warning : result.warnings) {
+        warnings.push_back(toUtf8(warning));
+    }
+    object["warnings"] = warnings;
+    out << object.dump(2) << '\n';
+}
+
+void warn(const ReduceArguments& arguments, const ReduceResult& result, const Console& console) {
+    const auto line = [&](const std::string& text) {
+        console.err << printable("qormath: warning: " + arguments.model + ": " + toUtf8(text)) << '\n';
+    };
+    for (const std::string& warning : result.warnings) {
+        line(warning);
+    }
+    if (!result.isWithinTolerance) {
+        line("no order keeps every curve within " + formatNumber(arguments.options.curveTolerance) +
+             " %; the closest model has been written");
+    }
+}
+
+void run(const ReduceArguments& arguments, const Console& console) {
+    const LTIFIRModel model = readModelFile(arguments.model);
+    requireWritable(arguments.reduced);
+    if (!arguments.stateSpace.empty()) {
+        requireWritable(arguments.stateSpace);
+    }
+    const ReduceResult result = reduced(arguments, model, console);
+    if (!arguments.stateSpace.empty()) {
+        writeSystemFile(arguments.stateSpace, systemFileOf(arguments, result, model));
+    }
+    writeModelFile(arguments.reduced, result.curves);
+    warn(arguments, result, console);
+    if (arguments.json) {
+        printJson(console.out, arguments, model, result);
+    } else {
+        printTable(console.out, arguments, model, result);
+    }
+}
+
+void addOrderOptions(CLI::App& command, ReduceArguments& arguments) {
+    CLI::Option* order =
+        command
+            .add_option("--order", arguments.order,
+                        "States of the result: a number (before those that retain the gain), or the suggestion coarse, "
+                        "middle or fine")
+            ->check(checkOrder)
+            ->option_text("N|coarse|middle|fine");
+    command
+        .add_option("--curve-tolerance", arguments.options.curveTolerance,
+                    "Find the smallest model whose curves lie within this percentage of each output's peak; the "
+                    "default, at 1")
+        ->option_text("PERCENT")
+        ->excludes(order);
+}
+
+}  // namespace
+
+void addReduceCommand(CLI::App& program, const Console& console) {
+    const auto arguments = std::make_shared<ReduceArguments>();
+    CLI::App* command = program.add_subcommand("reduce", "Reduce step-response curves to those of a small clean model");
+    command->add_option("MODEL.fir", arguments->model, "The model file")->required();
+    command->add_option("-o,--output", arguments->reduced, "The model file to be written")
+        ->required()
+        ->option_text("REDUCED.fir REQUIRED");
+    addOrderOptions(*command, *arguments);
+    command
+        ->add_option("--damping", arguments->options.dampingLimit,
+                     "Take out oscillating modes with a damping ratio of at most X, 0 to 1")
+        ->option_text("X");
+    command
+        ->add_option("--gain-tolerance", arguments->options.gainTolerance,
+                     "Leave a gain alone that is off by at most this percentage; a negative one leaves all alone")
+        ->option_text("PERCENT");
+    command->add_flag("--keep-null-pairs", arguments->keepNullPairs,
+                      "Leave what the model gives on pairs that have no curve");
+    CLI::Option* stateSpace =
+        command
+            ->add_option("--state-space", arguments->stateSpace, "Write the state-space model as well, a system file")
+            ->option_text("SYSTEM.json");
+    command
+        ->add_flag("--aligned", arguments->aligned,
+                   "Write the system advanced by one sample, whose ordinary step response is the curve")
+        ->needs(stateSpace);
+    command->add_flag("--json", arguments->json, "Print JSON");
+    command->callback([arguments, console] { run(*arguments, console); });
+}
+
+}  // namespace qormath::cli

@@ -1,0 +1,87 @@
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include <qormath/core/xmsg.hpp>
+#include <qormath/pipeline/detail/order_search.hpp>
+
+namespace qormath::pipeline {
+
+namespace {
+
+int statesOf(const Candidate& candidate) {
+    return candidate.plant.model.A.rows();
+}
+
+/// Keeps the best of the candidates that it is shown.
+class Choice {
+  public:
+    explicit Choice(double tolerancePercent) : tolerancePercent_(tolerancePercent) {}
+
+    void consider(Candidate candidate) {
+        const bool isWithin = candidate.errorPercent <= tolerancePercent_;
+        const bool isBetter = !best_ || (isWithin && (!isWithin_ || statesOf(candidate) < statesOf(*best_))) ||
+                              (!isWithin && !isWithin_ && candidate.errorPercent < best_->errorPercent);
+        if (isBetter) {
+            best_ = std::move(candidate);
+            isWithin_ = isWithin;
+        }
+    }
+
+    /// True if models with at least that many states need not be looked at.
+    bool isSettledFor(int states) const { return isWithin_ && states >= statesOf(*best_); }
+
+    const std::optional<Candidate>& best() const { return best_; }
+
+  private:
+    double tolerancePercent_;
+    std::optional<Candidate> best_;
+    bool isWithin_ = false;
+};
+
+}  // namespace
+
+std::vector<Candidate> candidatesOf(const Reduction& reduction, int stableOrder, const Wanted& wanted) {
+    std::vector<Candidate> candidates;
+    for (ReducedPlant& plant : reduction(stableOrder)) {
+        Candidate candidate;
+        candidate.stableOrder = stableOrder;
+        candidate.curves = LTIFIRModel(plant.model, wanted.curves);
+        candidate.plant = std::move(plant);
+        candidate.errorPercent =
+            wanted.measure.largestPercent(candidate.curves, wanted.curves).value_or(PairError{}).value;
+        candidates.push_back(std::move(candidate));
+    }
+    return candidates;
+}
+
+Candidate closestOf(std::vector<Candidate> candidates) {
+    return *std::min_element(candidates.begin(), candidates.end(), [](const Candidate& one, const Candidate& other) {
+        return one.errorPercent < other.errorPercent;
+    });
+}
+
+Candidate smallestWithin(double tolerancePercent, const Reduction& reduction, int highestOrder, const Wanted& wanted,
+                         const std::function<void(int stableOrder)>& progress) {
+    Choice choice(tolerancePercent);
+    std::exception_ptr failure;
+    for (int order = 0; order <= highestOrder && !choice.isSettledFor(order); ++order) {
+        progress(order);
+        try {
+            for (Candidate& candidate : candidatesOf(reduction, order, wanted)) {
+                choice.consider(std::move(candidate));
+            }
+        } catch (int) {
+            failure = std::current_exception();
+        } catch (const QorMathLA::xmsg&) {
+            failure = std::current_exception();
+        }
+    }
+    if (!choice.best()) {
+        std::rethrow_exception(failure);
+    }
+    return *choice.best();
+}
+
+}  // namespace qormath::pipeline
