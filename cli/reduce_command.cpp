@@ -134,7 +134,8 @@ std::string orderInWords(const ReduceResult& result, const ReduceOptions& option
         case Choice::byCurveTolerance:
             break;
     }
-    const std::string tolerance = formatNumber(options.curveTolerance) + " %";
+    const std::string tolerance = formatNumber(options.curveTolerance) +
+                                  (result.isJudgedWithoutRingers ? " % of the plant without its ringers" : " %");
     return order + (result.isWithinTolerance ? " (the smallest within " + tolerance + ")"
                                              : " (the closest; no order is within " + tolerance + ")");
 }
@@ -230,6 +231,7 @@ void printJson(std::ostream& out, const ReduceArguments& arguments, const LTIFIR
     if (options.orderChoice == Choice::byCurveTolerance) {
         object["curveTolerancePercent"] = options.curveTolerance;
         object["isWithinTolerance"] = result.isWithinTolerance;
+        object["isJudgedWithoutRingers"] = result.isJudgedWithoutRingers;
     }
     object["ringers"] = ringersOf(result.ringers);
     object["clearedPairs"] = pairsOf(result.clearedPairs, model);

@@ -161,6 +161,7 @@ class Road {
         if (options_.dampingLimit > 0.0) {
             Candidate whole = fullOrder(options_.dampingLimit, result);
             if (!whole.plant.ringers.empty() && whole.errorPercent > options_.curveTolerance) {
+                result.isJudgedWithoutRingers = true;
                 return std::move(whole.curves);
             }
         }

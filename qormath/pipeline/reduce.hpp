@@ -97,6 +97,10 @@ struct ReduceResult {
     /// False if a curve tolerance was asked for and no order keeps it; the model is then the closest one.
     bool isWithinTolerance = true;
 
+    /// True if the tolerance was judged against the plant without its ringers, because the curves of the plant cannot
+    /// be kept without them.
+    bool isJudgedWithoutRingers = false;
+
     /// Pairs without a curve on which the model acts, if only by rounding, and whose curves were cleared; and the
     /// largest of what was cleared, in the unit of curveErrorPercent.
     std::vector<Pair> clearedPairs;
