@@ -196,6 +196,33 @@ inline int gees(int n, double* a, int lda, double* wr, double* wi, double* vs, i
                               atLeastOne(ldvs), work, lwork, &bwork);
 }
 
+/// Eigenvalues (ascending) and vectors of a symmetric matrix of which the upper triangle is read; a becomes the vectors.
+inline int syev(int n, double* a, int lda, double* w, double* work, int lwork) {
+    return LAPACKE_dsyev_work(LAPACK_COL_MAJOR, 'V', 'U', n, a, atLeastOne(lda), w, work, lwork);
+}
+
+/// Unordered generalised real Schur form of the pencil (a, b) = q (s, t) z'; a becomes s, b becomes t, and of the
+/// vectors z alone is formed. The eigenvalues are (alphar + i alphai) / beta.
+inline int gges(int n, double* a, int lda, double* b, int ldb, double* alphar, double* alphai, double* beta, double* z,
+                int ldz, double* work, int lwork) {
+    int sdim = 0;
+    int bwork = 0;
+    double unused = 0.0;
+    return LAPACKE_dgges_work(LAPACK_COL_MAJOR, 'N', 'V', 'N', nullptr, n, a, atLeastOne(lda), b, atLeastOne(ldb),
+                              &sdim, alphar, alphai, beta, &unused, 1, z, atLeastOne(ldz), work, lwork, &bwork);
+}
+
+/// Reorders a generalised Schur form so that the marked blocks lead, and updates z; leading is their number of rows.
+/// lwork is at least 4 n + 16. Info 1: two blocks are too close to swap, and the form is in an order between.
+inline int tgsen(const int* selected, int n, double* a, int lda, double* b, int ldb, double* alphar, double* alphai,
+                 double* beta, double* z, int ldz, int& leading, double* work, int lwork) {
+    double unused = 0.0;
+    int integerWork = 0;
+    return LAPACKE_dtgsen_work(LAPACK_COL_MAJOR, 0, 0, 1, selected, n, a, atLeastOne(lda), b, atLeastOne(ldb), alphar,
+                               alphai, beta, &unused, 1, z, atLeastOne(ldz), &leading, &unused, &unused, &unused, work,
+                               lwork, &integerWork, 1);
+}
+
 /// Moves the diagonal block of a Schur form at row first (one-based) to row last, and updates q. Info 1: two blocks
 /// are too close to swap. first and last return the rows that were used.
 inline int trexc(int n, double* t, int ldt, double* q, int ldq, int& first, int& last, double* work) {

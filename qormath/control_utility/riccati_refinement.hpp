@@ -1,0 +1,28 @@
+#pragma once
+
+#include <vector>
+
+#include <qormath/control_utility/riccati_problem.hpp>
+
+namespace qormath::control_utility {
+
+/// Improves an approximate solution x of a Riccati equation by Newton's method until its residual stops falling, and
+/// judges what comes out. Returns true when x is the stabilising solution, beyond doubt at the working precision; x is
+/// then symmetric to the bit. Otherwise x has no meaning.
+///
+/// A Newton step solves a Lyapunov or Stein equation with the closed loop, by the Schur form of that. A step that does
+/// not lower the residual is not taken.
+///
+/// Doubt is settled like this: the closed loop has to be stable, and a change of q by the size of the residual, or of
+/// its rounding if that is larger, may move no eigenvalue of the closed loop by as much as half of its distance to the
+/// limit. The reason: where closed-loop eigenvalues are on the limit, an approximate solution is wrong by the root of
+/// its residual, and so is their distance; it then cannot tell on which side they are. Where they are not, however
+/// near, the solution is wrong by a multiple of its residual alone, and the distance stands.
+///
+/// Source of the iteration: D. L. Kleinman, "On an iterative technique for Riccati equation computations", IEEE Trans.
+/// Automat. Control 13 (1968), 114-115; G. A. Hewer, "An iterative technique for the computation of the steady state
+/// gains for the discrete optimal regulator", IEEE Trans. Automat. Control 16 (1971), 382-384. Cost: about 40 n^3 flops
+/// a step, of which two or three are made.
+bool refineAndJudge(const RiccatiProblem& problem, std::vector<double>& x);
+
+}  // namespace qormath::control_utility
