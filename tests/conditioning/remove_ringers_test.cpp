@@ -83,6 +83,16 @@ void expectResidualised(const Residualised& expected, const LTIStateSpaceModel& 
     }
 }
 
+/// Of one input and one output, and of small numbers, whose rounding stays below 1e-13.
+void expectMarkovParameters(const LTIStateSpaceModel& model, const std::vector<double>& expected) {
+    const int count = static_cast<int>(expected.size());
+    const std::vector<Matrix<double>> markov = markovParameters(model, count);
+    for (std::size_t k = 0; k < expected.size(); ++k) {
+        EXPECT_NEAR(markov[k](0, 0), expected[k], 1e-13) << k;
+    }
+    EXPECT_EQ(model.D(0, 0), expected[0]);
+}
+
 /// Modes with damping ratios of 0.5 to 1, and as many pairs as wanted with ratios of 0.02 to 0.2.
 Poles mixedExponents(int damped, int ringing, NormalNumbers& numbers) {
     const auto pair = [&](double ratio) {
@@ -137,11 +147,8 @@ TEST(RemoveRingers, HoldsARingerThatDrivesTheOtherModes) {
     LTIStateSpaceModel model(matrixOf({{0.5, 0.75}, {0, -0.5}}), matrixOf({{1}, {3}}), matrixOf({{2, 5}}),
                              matrixOf({{7}}), discreteSystem, 1.0);
     model = withoutRingers(model, dampingLimit);
-    ASSERT_EQ(model.A.rows(), 1);
-    const std::vector<Matrix<double>> markov = markovParameters(model, 3);
-    EXPECT_EQ(markov[0](0, 0), 7.0);
-    EXPECT_NEAR(markov[1](0, 0), 2 * 2.5, 1e-14);
-    EXPECT_NEAR(markov[2](0, 0), 2 * 2.5 / 2, 1e-14);
+    EXPECT_EQ(model.A.rows(), 1);
+    expectMarkovParameters(model, {7.0, 2 * 2.5, 2 * 2.5 / 2});
 }
 
 TEST(RemoveRingers, ShowsThroughARingerWhatDrivesIt) {
@@ -149,11 +156,8 @@ TEST(RemoveRingers, ShowsThroughARingerWhatDrivesIt) {
     LTIStateSpaceModel model(matrixOf({{-0.5, 0.75}, {0, 0.5}}), matrixOf({{1}, {3}}), matrixOf({{2, 5}}),
                              matrixOf({{7}}), discreteSystem, 1.0);
     model = withoutRingers(model, dampingLimit);
-    ASSERT_EQ(model.A.rows(), 1);
-    const std::vector<Matrix<double>> markov = markovParameters(model, 3);
-    EXPECT_EQ(markov[0](0, 0), 7.0);
-    EXPECT_NEAR(markov[1](0, 0), 3.0 * 6.0, 1e-14);
-    EXPECT_NEAR(markov[2](0, 0), 3.0 * 6.0 / 2, 1e-14);
+    EXPECT_EQ(model.A.rows(), 1);
+    expectMarkovParameters(model, {7.0, 3.0 * 6.0, 3.0 * 6.0 / 2});
 }
 
 TEST(RemoveRingers, CouplesTheOtherModesThroughARingerBetweenThem) {
@@ -162,10 +166,7 @@ TEST(RemoveRingers, CouplesTheOtherModesThroughARingerBetweenThem) {
     model = withoutRingers(model, dampingLimit);
     // A = [0.5 0.375; 0 0.25], B = [2.5; 2], C = [2 6.5].
     ASSERT_EQ(model.A.rows(), 2);
-    const std::vector<Matrix<double>> markov = markovParameters(model, 3);
-    EXPECT_EQ(markov[0](0, 0), 7.0);
-    EXPECT_NEAR(markov[1](0, 0), 18.0, 1e-13);
-    EXPECT_NEAR(markov[2](0, 0), 7.25, 1e-13);
+    expectMarkovParameters(model, {7.0, 18.0, 7.25});
 }
 
 TEST(RemoveRingers, HoldsAContinuousRingerAtTheZeroOfItsDerivative) {
@@ -173,11 +174,8 @@ TEST(RemoveRingers, HoldsAContinuousRingerAtTheZeroOfItsDerivative) {
     LTIStateSpaceModel model(matrixOf({{-1, 1, 0}, {0, -0.5, 2}, {0, -2, -0.5}}), matrixOf({{1}, {0}, {4.25}}),
                              matrixOf({{2, 5, 6}}), matrixOf({{7}}), continuousSystem, 1.0);
     model = withoutRingers(model, dampingLimit);
-    ASSERT_EQ(model.A.rows(), 1);
-    const std::vector<Matrix<double>> markov = markovParameters(model, 3);
-    EXPECT_EQ(markov[0](0, 0), 7.0);
-    EXPECT_NEAR(markov[1](0, 0), 2 * 3.0, 1e-13);
-    EXPECT_NEAR(markov[2](0, 0), -2 * 3.0, 1e-13);
+    EXPECT_EQ(model.A.rows(), 1);
+    expectMarkovParameters(model, {7.0, 2 * 3.0, -2 * 3.0});
     EXPECT_EQ(model.sysType, continuousSystem);
 }
 
@@ -338,10 +336,7 @@ TEST(RemoveRingers, DropsADelayWithoutATraceWhereAnotherModeRings) {
                                    matrixOf({{2, 5, 4}}), matrixOf({{7}}), discreteSystem, 1.0);
     const LTIStateSpaceModel left = withoutRingers(model, dampingLimit);
     ASSERT_EQ(left.A.rows(), 1);
-    const std::vector<Matrix<double>> markov = markovParameters(left, 3);
-    EXPECT_EQ(markov[0](0, 0), 7.0);
-    EXPECT_NEAR(markov[1](0, 0), 2.0, 1e-14);
-    EXPECT_NEAR(markov[2](0, 0), 1.0, 1e-14);
+    expectMarkovParameters(left, {7.0, 2.0, 1.0});
 }
 
 TEST(RemoveRingers, KeepsADelayWhereNothingRings) {
