@@ -259,12 +259,16 @@ class QORMATH_API QorMathControl {
     ///
     /// order asks for a number of states of the whole, at most what the minimal realisation has; -1 for the middle of
     /// its two suggestions, -2 for the coarse one, any other negative number for the fine one. It returns as the order
-    /// that the stable part was reduced to; RetainGain may have added states to it, and RemoveRingers have taken some.
-    /// If nothing is left for the stable part its gain takes the place of D, and nothing else is done.
+    /// that was asked of the stable part; RetainGain may have added states to it, and RemoveRingers have taken some.
+    /// If nothing is asked of the stable part its gain takes the place of D, and nothing else is done.
     ///
     /// stabilityTolerance and delayTolerance are those of MinimalRealization. A negative stabilityTolerance stands for
-    /// its default there only: the later stages use it as it is. Throws the int -1 if a reduction fails or the stable
-    /// part has a pole at the stability limit; order may have been written.
+    /// its default there only: the later stages use it as it is. A tolerance below root, 0.0 for one, leaves modes in
+    /// the stable part that are ramps to RemoveRingers, which then loses them if no mode rings.
+    ///
+    /// Throws the int -1 if a reduction fails or the gain of the stable part does not exist or cannot be restored: at a
+    /// pole at the stability limit, and in a continuous model of which ringers alone were left. xmsg 5 where a gain
+    /// should be restored and all was lost as ramps. order may have been written.
     static LTIStateSpaceModel Shrink(const LTIStateSpaceModel& model, int& order, double stabilityTolerance,
                                      double delayTolerance, double gainTolerance, double dampingLimit);
 
