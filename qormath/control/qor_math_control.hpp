@@ -1,5 +1,6 @@
 #pragma once
 
+#include <qormath/control/conversion_type.hpp>
 #include <qormath/control/reduction_type.hpp>
 #include <qormath/control/schur_order.hpp>
 #include <qormath/control/system_type.hpp>
@@ -156,6 +157,51 @@ class QORMATH_API QorMathControl {
     /// SylvesterEquation with m and m', and 7 n^3 operations.
     static void DiscreteLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q);
 
+    // ---------------------------------------------------------------- sample-time conversion
+
+    /// Carries the matrices of a continuous model to discrete time, in place. a is n by n, b n by m, c p by n and d
+    /// p by m; sampleTime is in the unit of time of a.
+    ///
+    /// zeroOrderHold: the inputs stay between the samples, where the result is exact: with E the exponential of
+    /// [a b; 0 0] sampleTime, a and b become the top blocks of E; c and d stay. Nothing is inverted, so that
+    /// integrators are nothing special. Any other type: Tustin's rule, s = 2 / sampleTime (z - 1) / (z + 1), which
+    /// changes all four and keeps the frequency response with the frequency axis bent, w = 2 / sampleTime tan(w'
+    /// sampleTime / 2).
+    ///
+    /// With zeroOrderHold throws xmsg 5 "Matrix appendToRight" or "Matrix appendToBottom" where a and b do not fit, and
+    /// the failures of ExpM. Otherwise throws xmsg 9 for a transposed matrix, and the int -1 if the shapes do not fit,
+    /// sampleTime is zero or not finite, a is not finite, or has an eigenvalue at 2 / sampleTime to working precision;
+    /// the matrices are then unchanged. A model without states stays as it is.
+    /// Source: C. F. Van Loan, "Computing integrals involving the matrix exponential", IEEE Trans. Autom. Control 23
+    /// (1978), 395-404; A. Tustin, "A method of analysing the behaviour of linear systems in terms of time series",
+    /// J. IEE 94 (1947), 130-142.
+    static void Continuous2Discrete(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                                    double sampleTime, const conversionType& type);
+
+    /// Carries the matrices of a discrete model to continuous time, in place; undoes Continuous2Discrete.
+    ///
+    /// zeroOrderHold: a and b become the top blocks of the real part of log([a b; 0 I]) / sampleTime. A negative real
+    /// eigenvalue has no real logarithm: each gets a further state, and with it a becomes a pair 10 root times the
+    /// eigenvalue off the real axis, which has one; b gets zero rows for these states and c zero columns. The order
+    /// grows by their number, and the response changes by about the root of eps. The logarithm loses digits where
+    /// eigenvalues lie close together. An eigenvalue of a at 1 (an integrator) meets those of the inputs there: most
+    /// such models come out to 1e-13, some to a few digits only. d stays.
+    ///
+    /// With zeroOrderHold throws the int -1 if an eigenvalue has a modulus below root, which no continuous model has
+    /// (a, b and c are then left balanced, see BalanceABC), and the failures of BalanceABC, SchurDecomposition and
+    /// LogM. Otherwise the failures of Continuous2Discrete, with an eigenvalue at -1 in place of 2 / sampleTime.
+    static void Discrete2Continuous(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                                    double sampleTime, const conversionType& type);
+
+    /// Carries the matrices of a discrete model from one sample time to another, in place. If the new sample time is a
+    /// whole multiple q of the old, to within root, a becomes a^q and b the sum of a^i b for i from 0 to q - 1,
+    /// whatever the type: the inputs stay for q old samples. c and d stay, and with q of 1 or 0 everything does.
+    /// Otherwise the way leads through continuous time, by Discrete2Continuous and Continuous2Discrete with their
+    /// failures, and with zeroOrderHold the order may grow. Throws xmsg 5 "Matrix appendToRight" or "Matrix
+    /// appendToBottom" where a and b do not fit.
+    static void Resample(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                         double oldSampleTime, double newSampleTime, const conversionType& type);
+
     // ---------------------------------------------------------------- structure
 
     /// Which states of (a, b) the inputs do not reach: flags has an entry for each state, 1 if it is free of the
@@ -284,6 +330,10 @@ class QORMATH_API QorMathControl {
     static void LyapunovHelper(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& c,
                                const systemType& type);
     static void ParlettsLog(const Matrix<double>& a, ComplexMatrix<double>& f, double& err);
+    static void Continuous2Discrete_ZOH(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                                        double sampleTime);
+    static void Discrete2Continuous_ZOH(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                                        double sampleTime);
 
     friend struct QorMathControlTestAccess;
 };

@@ -1,0 +1,225 @@
+#include <cmath>
+#include <limits>
+
+#include <qormath/control/qor_math_control.hpp>
+#include <qormath/control_utility/bilineartransformfort.hpp>
+#include <qormath/core/arithmetic.hpp>
+#include <qormath/lapack/lapack.hpp>
+
+using QorMathLA::ComplexMatrix;
+using QorMathLA::Matrix;
+using QorMathLA::product;
+using QorMathLA::Range;
+using QorMathLA::Vector;
+using QorMathLA::zeroMatrix;
+
+namespace {
+
+// A negative eigenvalue becomes a pair at this many roots of the precision, times itself, off the real axis: far enough
+// for the recurrence of the logarithm to tell the two apart.
+constexpr double pairDistance = 10.0;
+
+double rootOfPrecision() {
+    return std::sqrt(qormath::lapack::machineEpsilon());
+}
+
+/// The routine takes whole packed arrays; a view of part of a block becomes a block of its own.
+void pack(Matrix<double>& matrix) {
+    if (matrix.storedRows != matrix.rows() || matrix.storedCols != matrix.cols()) {
+        matrix = Matrix<double>(matrix, true);
+    }
+}
+
+void transformBilinearly(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d, double sampleTime,
+                         int direction) {
+    const int n = a.rows();
+    const int m = b.cols();
+    const int p = c.rows();
+    for (Matrix<double>* matrix : {&d, &c, &b, &a}) {
+        matrix->numericData(true);  // refuses a transposed one before anything is changed
+    }
+    if (a.cols() != n || (n > 0 && (b.rows() != n || c.cols() != n || d.rows() != p || d.cols() != m))) {
+        throw -1;  // the routine would read beyond the matrices
+    }
+    for (Matrix<double>* matrix : {&d, &c, &b, &a}) {
+        pack(*matrix);
+    }
+    const double alpha = 1.0;
+    const double beta = 2.0 / sampleTime;
+    int info = 0;
+    qormath::control_utility::BILINEARTRANSFORMFORT(&direction, &n, &m, &p, a.numericData(true), b.numericData(true),
+                                                    c.numericData(true), d.numericData(true), &alpha, &beta, &info);
+    if (info != 0) {
+        throw -1;
+    }
+}
+
+/// [a b; 0 i], with i the identity of as many rows as b has columns, or zero.
+Matrix<double> augmented(const Matrix<double>& a, const Matrix<double>& b, double diagonal) {
+    const int n = a.rows();
+    const int m = b.cols();
+    Matrix<double> bottom = zeroMatrix(m, n + m);
+    for (int k = 0; k < m; ++k) {
+        bottom(k, n + k) = diagonal;
+    }
+    return a.appendToRight(b).appendToBottom(bottom);
+}
+
+/// Takes a (n by n) and b back out of the top rows of an augmented matrix.
+void extract(const Matrix<double>& matrix, int n, Matrix<double>& a, Matrix<double>& b) {
+    const Range states(0, n - 1, 1);
+    a = Matrix<double>(matrix(states, states), true);
+    b = Matrix<double>(matrix(states, Range(n, matrix.cols() - 1, 1)), true);
+}
+
+/// The real part, times a factor.
+Matrix<double> scaledRealPart(const ComplexMatrix<double>& matrix, double factor) {
+    Matrix<double> result(matrix.rows(), matrix.cols());
+    for (int j = 0; j < matrix.cols(); ++j) {
+        for (int i = 0; i < matrix.rows(); ++i) {
+            result(i, j) = matrix(i, j).real() * factor;
+        }
+    }
+    return result;
+}
+
+/// Gives each negative real eigenvalue of a, which has no real logarithm, a further state with the same eigenvalue; the
+/// two are coupled into a complex pair close by, which has one. positions are those of the eigenvalues in wr, and the
+/// last columns of q are taken for their Schur vectors. scale gets the factors of the further states.
+void pairNegativeEigenvalues(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Vector<double>& scale,
+                             const Matrix<double>& q, const Vector<double>& wr, const Vector<int>& positions) {
+    const int n = a.rows();
+    const int k = positions.size();
+    Vector<double> extendedScale(n + k);
+    extendedScale(Range(0, n - 1, 1)) = scale;
+    Matrix<double> coupling = zeroMatrix(k, n);
+    Matrix<double> negative = zeroMatrix(k, k);
+    for (int j = 0; j < k; ++j) {
+        const double value = wr[positions[j]];
+        extendedScale[n + j] = scale[positions[j]];
+        negative(j, j) = value;
+        coupling(j, n - k + j) = value * -pairDistance * rootOfPrecision();
+    }
+    const Matrix<double> g = product(coupling, q.transpose());
+    Matrix<double> minusG(g, true);
+    minusG *= -1.0;
+    a = a.appendToRight(minusG.transpose()).appendToBottom(g.appendToRight(negative));
+    b = b.appendToBottom(zeroMatrix(k, b.cols()));
+    c = c.appendToRight(zeroMatrix(c.rows(), k));
+    scale = extendedScale;
+}
+
+/// The positions of the negative real eigenvalues.
+Vector<int> negativePositions(const Vector<double>& wr, const Vector<double>& wi) {
+    const auto isNegative = [&](int i) { return wi[i] == 0.0 && wr[i] < 0.0; };
+    int count = 0;
+    for (int i = 0; i < wr.size(); ++i) {
+        count += isNegative(i);
+    }
+    Vector<int> positions(count);
+    for (int i = 0, j = 0; i < wr.size(); ++i) {
+        if (isNegative(i)) {
+            positions[j++] = i;
+        }
+    }
+    return positions;
+}
+
+/// Undoes the balancing of (a, b, c) by the factors of scale, which are powers of two.
+void undoBalancing(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, const Vector<double>& scale) {
+    Vector<double> reciprocal(scale.size());
+    for (int i = 0; i < scale.size(); ++i) {
+        reciprocal[i] = 1.0 / scale[i];
+    }
+    a = a.scaleColumnsBy(reciprocal).scaleRowsBy(scale);
+    b = b.scaleRowsBy(scale);
+    c = c.scaleColumnsBy(reciprocal);
+}
+
+/// matrix to a power of at least 1, by squaring and multiplying.
+Matrix<double> power(const Matrix<double>& matrix, int exponent) {
+    int bit = 1;
+    while (bit <= exponent / 2) {
+        bit *= 2;
+    }
+    Matrix<double> result(matrix);
+    while (bit > 1) {
+        bit /= 2;
+        result = result * result;
+        if ((exponent & bit) != 0) {
+            result = result * matrix;
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+void QorMathControl::Continuous2Discrete(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                                         double sampleTime, const conversionType& type) {
+    if (type == zeroOrderHold) {
+        Continuous2Discrete_ZOH(a, b, c, d, sampleTime);
+    } else {
+        transformBilinearly(a, b, c, d, sampleTime, 0);
+    }
+}
+
+void QorMathControl::Discrete2Continuous(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                                         double sampleTime, const conversionType& type) {
+    if (type == zeroOrderHold) {
+        Discrete2Continuous_ZOH(a, b, c, d, sampleTime);
+    } else {
+        transformBilinearly(a, b, c, d, sampleTime, 1);
+    }
+}
+
+void QorMathControl::Continuous2Discrete_ZOH(Matrix<double>& a, Matrix<double>& b, Matrix<double>& /*c*/,
+                                             Matrix<double>& /*d*/, double sampleTime) {
+    const int n = a.rows();
+    const Matrix<double> exponent = augmented(a * sampleTime, b * sampleTime, 0.0);
+    if (exponent.rows() > 0) {
+        extract(ExpM(exponent, 1.0), n, a, b);
+    }
+}
+
+void QorMathControl::Discrete2Continuous_ZOH(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c,
+                                             Matrix<double>& /*d*/, double sampleTime) {
+    constexpr double maxReduction = 10.0;
+    Vector<double> scale;
+    BalanceABC(a, b, c, scale, maxReduction);
+    Matrix<double> t;
+    Matrix<double> q;
+    Vector<double> wr;
+    Vector<double> wi;
+    SchurDecomposition(a, t, q, wr, wi, schurDescendingReal);
+    for (int i = 0; i < wr.size(); ++i) {
+        if (std::hypot(wr[i], wi[i]) < rootOfPrecision()) {
+            throw -1;  // zero has no logarithm
+        }
+    }
+    const Vector<int> positions = negativePositions(wr, wi);
+    if (positions.size() > 0) {
+        pairNegativeEigenvalues(a, b, c, scale, q, wr, positions);
+    }
+    const int n = a.rows();
+    extract(scaledRealPart(LogM(augmented(a, b, 1.0)), 1.0 / sampleTime), n, a, b);
+    undoBalancing(a, b, c, scale);
+}
+
+void QorMathControl::Resample(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
+                              double oldSampleTime, double newSampleTime, const conversionType& type) {
+    const double ratio = newSampleTime / oldSampleTime;
+    const double rounded = std::trunc(ratio + 0.5);
+    // A ratio beyond the range of int is no number of steps that could be taken; NaN is none either.
+    const bool isWhole =
+        std::fabs(ratio - rounded) < rootOfPrecision() && std::fabs(rounded) < std::numeric_limits<int>::max();
+    if (!isWhole) {
+        Discrete2Continuous(a, b, c, d, oldSampleTime, type);
+        Continuous2Discrete(a, b, c, d, newSampleTime, type);
+        return;
+    }
+    const int n = a.rows();
+    const int steps = static_cast<int>(rounded);
+    const Matrix<double> step = augmented(a, b, 1.0);
+    extract(steps > 1 ? power(step, steps) : step, n, a, b);
+}

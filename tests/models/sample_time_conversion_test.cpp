@@ -1,0 +1,558 @@
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <qormath/control/qor_math_control.hpp>
+#include <qormath/core/arithmetic.hpp>
+
+#include "support/failures.hpp"
+#include "support/matrix_compare.hpp"
+#include "support/matrix_literals.hpp"
+#include "support/model_families.hpp"
+#include "support/quad_exponential.hpp"
+#include "support/raw_conversion.hpp"
+#include "support/raw_transfer_function.hpp"
+
+using qormath::test::expectMinusOne;
+using qormath::test::expectXmsg;
+using qormath::test::frobeniusNorm;
+using qormath::test::identical;
+using qormath::test::matrixOf;
+using qormath::test::maxDifference;
+using qormath::test::modelFamilies;
+using qormath::test::NormalNumbers;
+using qormath::test::quadExponential;
+using qormath::test::randomMatrix;
+using qormath::test::randomWithEigenvalues;
+using qormath::test::RawComplex;
+using qormath::test::toRaw;
+using qormath::test::unitRoundoff;
+using qormath::test::written;
+using QorMathLA::Matrix;
+using QorMathLA::product;
+using QorMathLA::Range;
+using QorMathLA::Vector;
+using QorMathLA::zeroMatrix;
+
+namespace {
+
+using Complex = std::complex<double>;
+using Eigenvalues = std::vector<Complex>;
+
+const double root = std::sqrt(unitRoundoff);
+
+struct System {
+    Matrix<double> a, b, c, d;
+};
+
+System toDiscrete(System system, double sampleTime, conversionType type) {
+    QorMathControl::Continuous2Discrete(system.a, system.b, system.c, system.d, sampleTime, type);
+    return system;
+}
+
+System toContinuous(System system, double sampleTime, conversionType type) {
+    QorMathControl::Discrete2Continuous(system.a, system.b, system.c, system.d, sampleTime, type);
+    return system;
+}
+
+System resampled(System system, double oldTime, double newTime, conversionType type) {
+    QorMathControl::Resample(system.a, system.b, system.c, system.d, oldTime, newTime, type);
+    return system;
+}
+
+System systemOf(const LTIStateSpaceModel& model) {
+    return {model.A, model.B, model.C, model.D};
+}
+
+System randomSystem(const Eigenvalues& eigenvalues, double departure, unsigned seed) {
+    NormalNumbers numbers(seed);
+    const Matrix<double> a = randomWithEigenvalues(eigenvalues, departure, numbers);
+    return {a, randomMatrix(a.rows(), 2, numbers), randomMatrix(3, a.rows(), numbers), randomMatrix(3, 2, numbers)};
+}
+
+std::string textOf(const System& system) {
+    return written(system.a) + written(system.b) + written(system.c) + written(system.d);
+}
+
+RawComplex transferAt(const System& system, Complex z) {
+    RawComplex value =
+        qormath::test::leftProduct(toRaw(system.c), qormath::test::resolventTimes(toRaw(system.a), toRaw(system.b), z));
+    const qormath::test::RawMatrix d = toRaw(system.d);
+    // Without states the shapes of b and c may be anything, and d alone tells.
+    RawComplex result(d.rows, d.cols);
+    for (std::size_t k = 0; k < result.elements.size(); ++k) {
+        result.elements[k] = d.elements[k] + (system.a.rows() > 0 ? value.elements[k] : 0.0);
+    }
+    return result;
+}
+
+double resolventNorm(const Matrix<double>& a, Complex z) {
+    return frobeniusNorm(qormath::test::resolventTimes(toRaw(a), qormath::test::rawIdentity(a.rows()), z));
+}
+
+/// What a change of a and b by the given amounts can make of the transfer function at z, and the rounding of its value.
+double reachOf(const System& system, Complex z, double changeOfA, double changeOfB) {
+    if (system.a.rows() == 0) {
+        return unitRoundoff * frobeniusNorm(system.d);
+    }
+    const double r = resolventNorm(system.a, z);
+    const double rounding = 10.0 * system.a.rows() * unitRoundoff;
+    const double norm = frobeniusNorm(system.c) * r;
+    return norm * (changeOfB + r * changeOfA * frobeniusNorm(system.b)) +
+           rounding * (norm * frobeniusNorm(system.b) * (2.0 + r * (std::abs(z) + frobeniusNorm(system.a))) +
+                       frobeniusNorm(system.d));
+}
+
+/// Frequencies of the upper half of the unit circle, between its ends.
+std::vector<Complex> unitCircle() {
+    std::vector<Complex> points;
+    constexpr int count = 64;
+    for (int k = 0; k < count; ++k) {
+        points.push_back(std::polar(1.0, 3.141592653589793 * (k + 0.5) / count));
+    }
+    return points;
+}
+
+void expectSameTransfer(const System& left, const System& right, double changeOfA, double changeOfB) {
+    for (const Complex z : unitCircle()) {
+        const double difference = frobeniusNorm(differenceOf(transferAt(left, z), transferAt(right, z)));
+        EXPECT_LE(difference, reachOf(right, z, changeOfA, changeOfB)) << z;
+    }
+}
+
+/// The zero-order hold by the series in quadruple precision.
+System heldBySeries(const System& system, double t) {
+    const int n = system.a.rows();
+    const int m = system.b.cols();
+    const Matrix<double> exponent = system.a.appendToRight(system.b).appendToBottom(zeroMatrix(m, n + m));
+    if (exponent.rows() == 0) {
+        return system;
+    }
+    const Matrix<double> e = quadExponential(exponent, t);
+    const Range states(0, n - 1, 1);
+    return {e(states, states), e(states, Range(n, n + m - 1, 1)), system.c, system.d};
+}
+
+/// The bound of the exponential: 20 n eps times the norm of the exponent and what its exponential reaches.
+double exponentialBound(const System& system, double t) {
+    const double norm = t * (frobeniusNorm(system.a) + frobeniusNorm(system.b));
+    const System held = heldBySeries(system, t);
+    const double reached = 1.0 + frobeniusNorm(held.a) + frobeniusNorm(held.b);
+    return 20.0 * (system.a.rows() + system.b.cols()) * unitRoundoff * std::max(1.0, norm) * reached;
+}
+
+const Eigenvalues slow = {{-0.1, 0.0}, {-0.4, 0.6}, {-1.2, 0.0}, {-0.02, 0.3}};
+
+}  // namespace
+
+// ---------------------------------------------------------------- zero-order hold, continuous to discrete
+
+TEST(Continuous2DiscreteByHold, OfALagIsItsPulseTransferFunction) {
+    for (const double t : {0.01, 1.0, 60.0}) {
+        const System lag{matrixOf({{-1.0 / 30}}), matrixOf({{2.0 / 30}}), matrixOf({{1}}), matrixOf({{0.25}})};
+        const System discrete = toDiscrete(lag, t, zeroOrderHold);
+        EXPECT_NEAR(discrete.a(0, 0), std::exp(-t / 30), 40.0 * unitRoundoff);
+        EXPECT_NEAR(discrete.b(0, 0), -2.0 * std::expm1(-t / 30), 80.0 * unitRoundoff);
+    }
+}
+
+TEST(Continuous2DiscreteByHold, OfADoubleIntegratorNeedsNoInverse) {
+    const double t = 0.75;
+    const System integrators{matrixOf({{0, 1}, {0, 0}}), matrixOf({{0}, {1}}), matrixOf({{1, 0}}), matrixOf({{0}})};
+    const System discrete = toDiscrete(integrators, t, zeroOrderHold);
+    EXPECT_LE(maxDifference(discrete.a, matrixOf({{1, t}, {0, 1}})), 20.0 * unitRoundoff);
+    EXPECT_LE(maxDifference(discrete.b, matrixOf({{t * t / 2}, {t}})), 20.0 * unitRoundoff);
+}
+
+TEST(Continuous2DiscreteByHold, HasTheTransferFunctionOfTheSeriesForEveryFamily) {
+    for (const auto& family : modelFamilies(continuousSystem)) {
+        for (const double t : {0.05, 1.0, 4.0}) {
+            SCOPED_TRACE(testing::Message() << family.name << " " << t);
+            const System system = systemOf(family.model);
+            const double bound = exponentialBound(system, t);
+            expectSameTransfer(toDiscrete(system, t, zeroOrderHold), heldBySeries(system, t), bound, bound);
+        }
+    }
+}
+
+TEST(Continuous2DiscreteByHold, LeavesOutputsAndFeedthroughAsTheyAre) {
+    const System system = randomSystem(slow, 0.3, 4201);
+    const System discrete = toDiscrete(system, 0.5, zeroOrderHold);
+    EXPECT_TRUE(identical(discrete.c, system.c));
+    EXPECT_TRUE(identical(discrete.d, system.d));
+    EXPECT_FALSE(identical(discrete.a, system.a));
+}
+
+TEST(Continuous2DiscreteByHold, TakesTransposedViewsByLogicalPosition) {
+    const System plain = randomSystem(slow, 0.3, 4202);
+    System turned = plain;
+    turned.a = Matrix<double>(plain.a.transpose(), true);
+    turned.a = Matrix<double>(turned.a, true);
+    Matrix<double> stored(turned.a, true);
+    turned.a = stored.transpose();
+    EXPECT_TRUE(turned.a.transposed);
+    System result = turned;
+    result.a = turned.a.transpose().transpose();
+    QorMathControl::Continuous2Discrete(result.a, result.b, result.c, result.d, 0.5, zeroOrderHold);
+    EXPECT_EQ(written(result.a), written(toDiscrete(plain, 0.5, zeroOrderHold).a));
+}
+
+TEST(Continuous2DiscreteByHold, RefusesShapesThatDoNotFit) {
+    System system = randomSystem(slow, 0.0, 4203);
+    system.b = zeroMatrix(2, 2);
+    expectXmsg([&] { toDiscrete(system, 1.0, zeroOrderHold); }, QorMathLA::DimensionMismatch, "Matrix appendToRight");
+    system.a = zeroMatrix(2, 3);
+    expectXmsg([&] { toDiscrete(system, 1.0, zeroOrderHold); }, QorMathLA::DimensionMismatch, "Matrix appendToBottom");
+}
+
+// ---------------------------------------------------------------- zero-order hold, discrete to continuous
+
+TEST(Discrete2ContinuousByHold, OfOnePositiveStateIsItsLogarithm) {
+    for (const double t : {0.5, 1.0, 60.0}) {
+        const System discrete{matrixOf({{0.5}}), matrixOf({{3}}), matrixOf({{1}}), matrixOf({{0.25}})};
+        const System continuous = toContinuous(discrete, t, zeroOrderHold);
+        ASSERT_EQ(continuous.a.rows(), 1);
+        EXPECT_NEAR(continuous.a(0, 0) * t, std::log(0.5), 10.0 * unitRoundoff);
+        // The gain 3 / (1 - 0.5) stays.
+        EXPECT_NEAR(-continuous.b(0, 0) / continuous.a(0, 0), 6.0, 100.0 * unitRoundoff);
+        EXPECT_EQ(continuous.d(0, 0), 0.25);
+    }
+}
+
+TEST(Discrete2ContinuousByHold, GivesANegativeStateAPartnerThatNoOutputShows) {
+    const System discrete{matrixOf({{-0.5}}), matrixOf({{3}}), matrixOf({{2}, {1}}), matrixOf({{0.25}, {0}})};
+    const System continuous = toContinuous(discrete, 1.0, zeroOrderHold);
+    ASSERT_EQ(continuous.a.rows(), 2);
+    ASSERT_EQ(continuous.a.cols(), 2);
+    ASSERT_EQ(continuous.b.rows(), 2);
+    EXPECT_EQ(written(continuous.c), "2x2 [2 0; 1 0]");
+    EXPECT_TRUE(identical(continuous.d, discrete.d));
+    // The logarithms of the pair -0.5 +- 5 root i; the recurrence divides its rounding by their distance.
+    const Complex exponent = std::log(Complex(-0.5, 5.0 * root));
+    const double trace = continuous.a(0, 0) + continuous.a(1, 1);
+    const double determinant = continuous.a(0, 0) * continuous.a(1, 1) - continuous.a(0, 1) * continuous.a(1, 0);
+    EXPECT_NEAR(trace, 2.0 * exponent.real(), 10.0 * unitRoundoff / (10.0 * root));
+    EXPECT_NEAR(determinant, std::norm(exponent), 10.0 * std::norm(exponent) * unitRoundoff / (10.0 * root));
+}
+
+TEST(Discrete2ContinuousByHold, KeepsTheSampledTransferFunctionWithNegativeEigenvalues) {
+    const std::vector<Eigenvalues> spectra = {
+        {{-0.5, 0.0}},
+        {{-0.5, 0.0}, {0.6, 0.0}},
+        {{-0.9, 0.0}, {-0.3, 0.0}, {0.7, 0.0}, {0.4, 0.3}},
+        {{-0.2, 0.0}, {-0.4, 0.0}, {-0.6, 0.0}, {0.1, 0.7}},
+    };
+    for (const Eigenvalues& spectrum : spectra) {
+        for (const double departure : {0.0, 0.2}) {
+            const System discrete = randomSystem(spectrum, departure, 4204);
+            const System continuous = toContinuous(discrete, 2.0, zeroOrderHold);
+            int negative = 0;
+            for (const Complex& value : spectrum) {
+                negative += value.imag() == 0.0 && value.real() < 0.0;
+            }
+            ASSERT_EQ(continuous.a.rows(), discrete.a.rows() + negative);
+            const System back = toDiscrete(continuous, 2.0, zeroOrderHold);
+            // The pair lies 10 root from the axis, and the logarithm is good to eps over that, or eps over the root of
+            // eps where it is repeated: root in either case, times what the Schur vectors spread.
+            expectSameTransfer(back, discrete, 30.0 * root, 30.0 * root);
+        }
+    }
+}
+
+TEST(Discrete2ContinuousByHold, ReturnsTheMatricesOfAHeldSystemWithinTheAccuracyOfTheFunctions) {
+    for (const double departure : {0.0, 0.3}) {
+        const System given = randomSystem(slow, departure, 4205);
+        const double t = 0.8;
+        const System back = toContinuous(toDiscrete(given, t, zeroOrderHold), t, zeroOrderHold);
+        // 1000 eps is what the logarithm accepts; the smallest distance of two eigenvalues of the exponential, one of
+        // them 1, is 0.016, and so the logarithm passes on at most the reciprocal.
+        const double bound = 1000.0 * unitRoundoff / 0.016;
+        EXPECT_LE(maxDifference(back.a, given.a), bound * frobeniusNorm(given.a));
+        EXPECT_LE(maxDifference(back.b, given.b), bound * frobeniusNorm(given.b));
+        EXPECT_LE(maxDifference(back.c, given.c), 0.0);  // the balancing goes by powers of two
+        EXPECT_TRUE(identical(back.d, given.d));
+    }
+}
+
+TEST(Discrete2ContinuousByHold, ReturnsTheTransferFunctionOfEveryHeldFamily) {
+    for (const auto& family : modelFamilies(continuousSystem)) {
+        SCOPED_TRACE(family.name);
+        const double t = 0.5;
+        const System given = systemOf(family.model);
+        const System held = toDiscrete(given, t, zeroOrderHold);
+        const System back = toDiscrete(toContinuous(held, t, zeroOrderHold), t, zeroOrderHold);
+        // An integrator meets the ones of the inputs, and a defective one is good to a root of eps alone: the square
+        // root for one, the cube root for two in a row.
+        const bool defective = family.name == "integrator" || family.name == "badly scaled";
+        const double accuracy = family.name == "double integrator" ? std::cbrt(unitRoundoff)
+                                : defective                        ? root
+                                                                   : 1000.0 * unitRoundoff;
+        const double spread = 1.0 + frobeniusNorm(held.a) + frobeniusNorm(held.b);
+        expectSameTransfer(back, held, 20.0 * accuracy * spread, 20.0 * accuracy * spread);
+    }
+}
+
+TEST(Discrete2ContinuousByHold, ThrowsForAnEigenvalueAtZeroAndLeavesTheSystemBalanced) {
+    for (const double zero : {0.0, 0.5 * root, -0.5 * root}) {
+        System system{matrixOf({{0.5, 4096}, {0, zero}}), matrixOf({{1}, {1}}), matrixOf({{1, 1}}), matrixOf({{2}})};
+        System balanced = system;
+        Vector<double> scale;
+        QorMathControl::BalanceABC(balanced.a, balanced.b, balanced.c, scale, 10.0);
+        expectMinusOne(
+            [&] { QorMathControl::Discrete2Continuous(system.a, system.b, system.c, system.d, 1.0, zeroOrderHold); });
+        EXPECT_EQ(textOf(system), textOf(balanced));
+    }
+    EXPECT_EQ(
+        toContinuous({matrixOf({{2.0 * root}}), matrixOf({{1}}), matrixOf({{1}}), matrixOf({{0}})}, 1.0, zeroOrderHold)
+            .a.rows(),
+        1);
+    expectMinusOne([&] {
+        toContinuous({matrixOf({{0}}), matrixOf({{1}}), matrixOf({{1}}), matrixOf({{0}})}, 1.0, zeroOrderHold);
+    });
+}
+
+TEST(Discrete2ContinuousByHold, PassesOnTheFailuresOfItsParts) {
+    System system = randomSystem({{0.5, 0.0}, {0.7, 0.0}}, 0.1, 4206);
+    System turned = system;
+    turned.a = system.a.transpose();
+    expectXmsg([&] { QorMathControl::Discrete2Continuous(turned.a, turned.b, turned.c, turned.d, 1.0, zeroOrderHold); },
+               QorMathLA::TransposedDataAccess, "Matrix: get data for Fortran call");
+    system.a(0, 1) = std::numeric_limits<double>::quiet_NaN();
+    expectMinusOne([&] { toContinuous(system, 1.0, zeroOrderHold); });
+    expectMinusOne([&] {
+        toContinuous({matrixOf({{1, 2}}), matrixOf({{1}}), matrixOf({{1}}), matrixOf({{0}})}, 1.0, zeroOrderHold);
+    });
+}
+
+// ---------------------------------------------------------------- bilinear transform
+
+TEST(Continuous2DiscreteByTustin, PairsTheFrequencyResponsesForEveryFamily) {
+    for (const auto& family : modelFamilies(continuousSystem)) {
+        for (const double t : {0.1, 0.7}) {
+            SCOPED_TRACE(testing::Message() << family.name << " " << t);
+            const System continuous = systemOf(family.model);
+            const System discrete = toDiscrete(continuous, t, bilinearTransform);
+            const double beta = 2.0 / t;
+            const double condition = continuous.a.rows() == 0 ? 1.0 : beta * resolventNorm(continuous.a, beta) * 10.0;
+            for (const Complex z : unitCircle()) {
+                const Complex s = beta * (z - 1.0) / (z + 1.0);
+                const double difference =
+                    frobeniusNorm(differenceOf(transferAt(discrete, z), transferAt(continuous, s)));
+                EXPECT_LE(difference, condition * (reachOf(continuous, s, 0.0, 0.0) + reachOf(discrete, z, 0.0, 0.0)))
+                    << z;
+            }
+        }
+    }
+}
+
+TEST(Discrete2ContinuousByTustin, UndoesTheWayThereForEveryFamily) {
+    for (const auto& family : modelFamilies(discreteSystem)) {
+        SCOPED_TRACE(family.name);
+        const System discrete = systemOf(family.model);
+        const System continuous = toContinuous(discrete, 0.5, bilinearTransform);
+        const System back = toDiscrete(continuous, 0.5, bilinearTransform);
+        const double condition = discrete.a.rows() == 0 ? 1.0 : resolventNorm(discrete.a, -1.0);
+        const double change = 20.0 * std::max(1, discrete.a.rows()) * unitRoundoff * condition;
+        const double spread = frobeniusNorm(discrete.a) + frobeniusNorm(discrete.b) + 1.0;
+        expectSameTransfer(back, discrete, change * spread, change * spread);
+    }
+}
+
+TEST(SampleTimeConversion, TakesEveryTypeButTheHoldForTustin) {
+    const System system = randomSystem(slow, 0.2, 4207);
+    const std::string expected = textOf(toDiscrete(system, 0.5, bilinearTransform));
+    const std::string undone = textOf(toContinuous(system, 0.5, bilinearTransform));
+    for (const int value : {2, 100, -1}) {
+        EXPECT_EQ(textOf(toDiscrete(system, 0.5, static_cast<conversionType>(value))), expected);
+        EXPECT_EQ(textOf(toContinuous(system, 0.5, static_cast<conversionType>(value))), undone);
+    }
+}
+
+TEST(SampleTimeConversionByTustin, ThrowsWhereTheMapLeadsToInfinityAndLeavesTheSystemUnchanged) {
+    System pole{matrixOf({{4, 0}, {0, -1}}), matrixOf({{1}, {1}}), matrixOf({{1, 1}}), matrixOf({{0}})};
+    std::string before = textOf(pole);
+    expectMinusOne(
+        [&] { QorMathControl::Continuous2Discrete(pole.a, pole.b, pole.c, pole.d, 0.5, bilinearTransform); });
+    EXPECT_EQ(textOf(pole), before);
+    pole.a(0, 0) = 0.5;
+    before = textOf(pole);
+    expectMinusOne(
+        [&] { QorMathControl::Discrete2Continuous(pole.a, pole.b, pole.c, pole.d, 0.5, bilinearTransform); });
+    EXPECT_EQ(textOf(pole), before);
+    pole.a(1, 1) = 0.25;
+    for (const double time : {0.0, std::numeric_limits<double>::infinity(), std::nan("")}) {
+        expectMinusOne([&] { toDiscrete(pole, time, bilinearTransform); });
+    }
+}
+
+TEST(SampleTimeConversionByTustin, RefusesTransposedMatricesBeforeAnythingIsWritten) {
+    for (const int which : {0, 1, 2, 3}) {
+        System system{matrixOf({{-1, 0.5}, {0, -2}}), matrixOf({{1, 2}, {3, 4}}), matrixOf({{1, 2}, {3, 4}}),
+                      matrixOf({{1, 2}, {3, 4}})};
+        Matrix<double>& turned = which == 0 ? system.a : which == 1 ? system.b : which == 2 ? system.c : system.d;
+        turned = turned.transpose();
+        const std::string before = textOf(system);
+        for (const bool discrete : {false, true}) {
+            expectXmsg(
+                [&] {
+                    if (discrete) {
+                        QorMathControl::Discrete2Continuous(system.a, system.b, system.c, system.d, 1.0,
+                                                            bilinearTransform);
+                    } else {
+                        QorMathControl::Continuous2Discrete(system.a, system.b, system.c, system.d, 1.0,
+                                                            bilinearTransform);
+                    }
+                },
+                QorMathLA::TransposedDataAccess, "Matrix: get data for Fortran call");
+        }
+        EXPECT_EQ(textOf(system), before);
+    }
+}
+
+TEST(SampleTimeConversionByTustin, ThrowsForShapesThatDoNotFit) {
+    const Matrix<double> two = matrixOf({{-1, 0.5}, {0, -2}});
+    const auto attempt = [](const System& system) {
+        expectMinusOne([&] { toDiscrete(system, 1.0, bilinearTransform); });
+    };
+    attempt({matrixOf({{1, 2}}), two, two, two});
+    attempt({two, matrixOf({{1}}), two, two});
+    attempt({two, two, matrixOf({{1}}), two});
+    attempt({two, two, two, matrixOf({{1, 2}})});
+}
+
+TEST(SampleTimeConversionByTustin, TakesViewsOfPartOfABlockAndLeavesTheBlockAlone) {
+    const Matrix<double> block = matrixOf({{9, 9, 9}, {9, -1, 0.5}, {9, 0, -2}});
+    const std::string before = written(block);
+    const Matrix<double> part = block(Range(1, 2, 1), Range(1, 2, 1));
+    const System plain{Matrix<double>(part, true), matrixOf({{1}, {2}}), matrixOf({{1, 2}}), matrixOf({{0}})};
+    System system(plain);
+    system.a = block(Range(1, 2, 1), Range(1, 2, 1));
+    QorMathControl::Continuous2Discrete(system.a, system.b, system.c, system.d, 1.0, bilinearTransform);
+    EXPECT_EQ(textOf(system), textOf(toDiscrete(plain, 1.0, bilinearTransform)));
+    EXPECT_EQ(written(block), before);
+}
+
+TEST(SampleTimeConversion, OfAModelWithoutStatesLeavesTheFeedthrough) {
+    for (const conversionType type : {zeroOrderHold, bilinearTransform}) {
+        const System bare{{}, {}, {}, matrixOf({{1, 2}, {3, 4}})};
+        EXPECT_EQ(textOf(toDiscrete(bare, 1.0, type)), textOf(bare));
+        EXPECT_EQ(textOf(toContinuous(bare, 1.0, type)), textOf(bare));
+        EXPECT_EQ(textOf(resampled(bare, 1.0, 3.0, type)), textOf(bare));
+        EXPECT_EQ(textOf(resampled(bare, 1.0, 2.5, type)), textOf(bare));
+        const System shaped{zeroMatrix(0, 0), zeroMatrix(0, 2), zeroMatrix(2, 0), matrixOf({{1, 2}, {3, 4}})};
+        EXPECT_EQ(textOf(toDiscrete(shaped, 1.0, type)), textOf(shaped));
+        EXPECT_EQ(textOf(toContinuous(shaped, 1.0, type)), textOf(shaped));
+        EXPECT_EQ(textOf(resampled(shaped, 1.0, 2.5, type)), textOf(shaped));
+    }
+}
+
+// ---------------------------------------------------------------- resampling
+
+TEST(Resample, ByAWholeFactorTakesPowersAndSumsWhateverTheType) {
+    for (const int factor : {2, 3, 4, 7, 60}) {
+        for (const conversionType type : {zeroOrderHold, bilinearTransform}) {
+            const System system = randomSystem({{0.9, 0.0}, {-0.5, 0.0}, {0.3, 0.6}}, 0.2, 4208);
+            Matrix<double> power = system.a.identity();
+            Matrix<double> sum = zeroMatrix(4, 4);
+            for (int k = 0; k < factor; ++k) {
+                sum += power;
+                power = power * system.a;
+            }
+            const System result = resampled(system, 0.5, 0.5 * factor, type);
+            // Each of the factor products rounds by n eps of powers that stay below 3 in norm here.
+            const double bound = 10.0 * 6 * factor * unitRoundoff * 3.0;
+            EXPECT_LE(maxDifference(result.a, power), bound);
+            EXPECT_LE(maxDifference(result.b, product(sum, system.b)), bound * factor * frobeniusNorm(system.b));
+            EXPECT_TRUE(identical(result.c, system.c));
+            EXPECT_TRUE(identical(result.d, system.d));
+        }
+    }
+}
+
+TEST(Resample, ByThreeIsTheMatrixTimesItselfTwiceToTheBit) {
+    const System system = randomSystem({{0.9, 0.0}, {-0.5, 0.0}}, 0.2, 4209);
+    const Matrix<double> m = system.a.appendToRight(system.b).appendToBottom(
+        Matrix<double>(zeroMatrix(2, 2)).appendToRight(Matrix<double>().identity(2)));
+    const Matrix<double> cube = m * m * m;
+    const System result = resampled(system, 1.0, 3.0, zeroOrderHold);
+    EXPECT_EQ(written(result.a), written(cube(Range(0, 1, 1), Range(0, 1, 1))));
+    EXPECT_EQ(written(result.b), written(cube(Range(0, 1, 1), Range(2, 3, 1))));
+}
+
+TEST(Resample, ByOneAndByNothingChangesNothing) {
+    for (const double newTime : {2.0, 2.0 * (1.0 + 0.4 * root), 0.5 * root, 0.0, -0.5 * root}) {
+        for (const conversionType type : {zeroOrderHold, bilinearTransform}) {
+            const System system = randomSystem({{0.0, 0.0}, {-1.0, 0.0}}, 0.2, 4211);
+            EXPECT_EQ(textOf(resampled(system, 2.0, newTime, type)), textOf(system)) << newTime;
+        }
+    }
+}
+
+TEST(Resample, TakesARatioWithinTheRootOfThePrecisionForWhole) {
+    const System system = randomSystem({{0.9, 0.0}, {0.4, 0.3}}, 0.2, 4212);
+    const std::string whole = textOf(resampled(system, 1.0, 2.0, bilinearTransform));
+    for (const double offset : {0.5 * root, -0.5 * root}) {
+        EXPECT_EQ(textOf(resampled(system, 1.0, 2.0 + offset, bilinearTransform)), whole);
+    }
+    for (const double offset : {2.0 * root, -2.0 * root}) {
+        System around = toContinuous(system, 1.0, bilinearTransform);
+        around = toDiscrete(around, 2.0 + offset, bilinearTransform);
+        EXPECT_EQ(textOf(resampled(system, 1.0, 2.0 + offset, bilinearTransform)), textOf(around));
+        EXPECT_NE(textOf(around), whole);
+    }
+}
+
+TEST(Resample, ByAFractionGoesThroughContinuousTimeAndMayAddStates) {
+    const System positive = randomSystem({{0.9, 0.0}, {0.4, 0.3}}, 0.2, 4213);
+    const System result = resampled(positive, 2.0, 5.0, zeroOrderHold);
+    EXPECT_EQ(textOf(result), textOf(toDiscrete(toContinuous(positive, 2.0, zeroOrderHold), 5.0, zeroOrderHold)));
+    EXPECT_EQ(result.a.rows(), 3);
+    const System negative = randomSystem({{-0.9, 0.0}, {0.4, 0.3}}, 0.2, 4214);
+    EXPECT_EQ(resampled(negative, 2.0, 5.0, zeroOrderHold).a.rows(), 4);
+    EXPECT_EQ(resampled(negative, 2.0, 5.0, bilinearTransform).a.rows(), 3);
+}
+
+TEST(Resample, ByAFractionAndOnwardsToAWholeFactorAgreesWithTheWholeFactor) {
+    // From 1 to 2.5 and on to 5 is from 1 to 5.
+    const System system = randomSystem({{0.9, 0.0}, {0.4, 0.3}, {0.6, 0.0}}, 0.2, 4215);
+    const System parts = resampled(resampled(system, 1.0, 2.5, zeroOrderHold), 2.5, 5.0, zeroOrderHold);
+    const System whole = resampled(system, 1.0, 5.0, zeroOrderHold);
+    const double bound = 1e4 * unitRoundoff;  // 1000 eps of the logarithm, times the slope of the fifth power
+    expectSameTransfer(parts, whole, bound * frobeniusNorm(system.a), bound * frobeniusNorm(system.b));
+}
+
+TEST(Resample, TakesARatioBeyondTheIntegersThroughContinuousTime) {
+    const System system{matrixOf({{0.5}}), matrixOf({{1}}), matrixOf({{1}}), matrixOf({{0}})};
+    for (const double newTime : {1e300, -5.0}) {
+        EXPECT_EQ(textOf(resampled(system, 1.0, newTime, bilinearTransform)),
+                  textOf(toDiscrete(toContinuous(system, 1.0, bilinearTransform), newTime, bilinearTransform)));
+    }
+    for (const double oldTime : {0.0, std::nan("")}) {
+        expectMinusOne([&] { resampled(system, oldTime, 1.0, bilinearTransform); });
+    }
+}
+
+TEST(Resample, RefusesShapesThatDoNotFit) {
+    System system = randomSystem({{0.9, 0.0}, {0.5, 0.0}}, 0.0, 4216);
+    system.b = zeroMatrix(3, 2);
+    expectXmsg([&] { resampled(system, 1.0, 3.0, zeroOrderHold); }, QorMathLA::DimensionMismatch,
+               "Matrix appendToRight");
+    system.a = zeroMatrix(3, 2);
+    expectXmsg([&] { resampled(system, 1.0, 3.0, zeroOrderHold); }, QorMathLA::DimensionMismatch,
+               "Matrix appendToBottom");
+}
+
+// ---------------------------------------------------------------- all that the hold leaves alone
+
+TEST(SampleTimeConversion, ByHoldAndByWholeFactorsNeverTouchesTheFeedthrough) {
+    const System system = randomSystem({{0.9, 0.0}, {-0.4, 0.0}, {0.4, 0.3}}, 0.2, 4217);
+    for (const System& result :
+         {toDiscrete(system, 0.5, zeroOrderHold), toContinuous(system, 0.5, zeroOrderHold),
+          resampled(system, 1.0, 3.0, bilinearTransform), resampled(system, 1.0, 2.5, zeroOrderHold)}) {
+        EXPECT_TRUE(identical(result.d, system.d));
+    }
+}
