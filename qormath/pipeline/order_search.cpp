@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <optional>
 #include <utility>
@@ -14,6 +15,11 @@ int statesOf(const Candidate& candidate) {
     return candidate.plant.model.A.rows();
 }
 
+/// An error that is not a number is beaten by any that is one.
+bool isCloser(const Candidate& one, const Candidate& other) {
+    return !std::isnan(one.errorPercent) && !(other.errorPercent <= one.errorPercent);
+}
+
 /// Keeps the best of the candidates that it is shown.
 class Choice {
   public:
@@ -22,7 +28,7 @@ class Choice {
     void consider(Candidate candidate) {
         const bool isWithin = candidate.errorPercent <= tolerancePercent_;
         const bool isBetter = !best_ || (isWithin && (!isWithin_ || statesOf(candidate) < statesOf(*best_))) ||
-                              (!isWithin && !isWithin_ && candidate.errorPercent < best_->errorPercent);
+                              (!isWithin && !isWithin_ && isCloser(candidate, *best_));
         if (isBetter) {
             best_ = std::move(candidate);
             isWithin_ = isWithin;
@@ -57,9 +63,7 @@ std::vector<Candidate> candidatesOf(const Reduction& reduction, int stableOrder,
 }
 
 Candidate closestOf(std::vector<Candidate> candidates) {
-    return *std::min_element(candidates.begin(), candidates.end(), [](const Candidate& one, const Candidate& other) {
-        return one.errorPercent < other.errorPercent;
-    });
+    return *std::min_element(candidates.begin(), candidates.end(), isCloser);
 }
 
 Candidate smallestWithin(double tolerancePercent, const Reduction& reduction, int highestOrder, const Wanted& wanted,

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <complex>
 #include <cstddef>
+#include <functional>
 #include <numbers>
 #include <numeric>
 #include <utility>
@@ -28,48 +29,31 @@ constexpr double percent = 100.0;
 // the peak.
 constexpr double gainResolution = 128.0;
 
-// Rates that a smaller ramp model gives must be those of the curves but for the rounding of an orthogonal
-// transformation.
-constexpr double rateRounding = 1e-13;
-
 double root() {
     return std::sqrt(lapack::machineEpsilon());
 }
 
-/// An integrator for each output that ramps, the output's largest rate being in its output matrix.
-LTIStateSpaceModel integratorForEachRamp(const Matrix<double>& rates, double sampleTime) {
-    std::vector<int> ramps;
-    for (int j = 0; j < rates.rows(); ++j) {
-        if (rates.row(j).maxAbs() > 0.0) {
-            ramps.push_back(j);
+std::vector<int> linesOf(int count, const std::function<double(int)>& largest) {
+    std::vector<int> lines;
+    for (int k = 0; k < count; ++k) {
+        if (largest(k) > 0.0) {
+            lines.push_back(k);
         }
     }
-    const int n = static_cast<int>(ramps.size());
-    Matrix<double> b = zeroMatrix(n, rates.cols());
-    Matrix<double> c = zeroMatrix(rates.rows(), n);
-    for (int k = 0; k < n; ++k) {
-        const int j = ramps[static_cast<std::size_t>(k)];
-        const int exponent = std::ilogb(rates.row(j).maxAbs());
-        c(j, k) = std::ldexp(1.0, exponent);
-        for (int i = 0; i < rates.cols(); ++i) {
-            b(k, i) = std::ldexp(rates(j, i), -exponent);
-        }
-    }
-    return {Matrix<double>().identity(n), b, c, zeroMatrix(rates.rows(), rates.cols()), discreteSystem, sampleTime};
+    return lines;
 }
 
-/// True if the integrators of the model give the rates, each output's relative to its largest.
-bool givesRates(const LTIStateSpaceModel& ramps, const Matrix<double>& rates) {
-    const Matrix<double> given = product(ramps.C, ramps.B);
-    for (int j = 0; j < rates.rows(); ++j) {
-        const double largest = rates.row(j).maxAbs();
-        for (int i = 0; i < rates.cols(); ++i) {
-            if (!(std::fabs(given(j, i) - rates(j, i)) <= rateRounding * largest)) {
-                return false;
-            }
+/// Puts in place of the delays, eigenvalues that Shrink has cleared to zero, eigenvalues too small to show.
+/// RemoveRingers drops a state whose eigenvalue is zero, and with it what the delay does.
+void keepDelays(Matrix<double>& schurForm) {
+    constexpr double tiny = 0x1p-40;
+    const int n = schurForm.rows();
+    for (int k = 0; k < n; ++k) {
+        const bool isAlone = (k == 0 || schurForm(k, k - 1) == 0.0) && (k == n - 1 || schurForm(k + 1, k) == 0.0);
+        if (isAlone && std::fabs(schurForm(k, k)) < tiny) {
+            schurForm(k, k) = tiny;
         }
     }
-    return true;
 }
 
 /// The ringers among the modes of a stable discrete model, the least damped first.
@@ -198,16 +182,24 @@ std::vector<ReducedPlant> withGains(const ReducedPlant& plant, const Matrix<doub
 }  // namespace
 
 LTIStateSpaceModel rampModel(const Matrix<double>& rates, double sampleTime) {
-    LTIStateSpaceModel ramps = integratorForEachRamp(rates, sampleTime);
-    if (ramps.A.rows() > 1) {
-        // Outputs whose rates depend on each other share an integrator.
-        LTIStateSpaceModel fewer(ramps);
-        QorMathControl::ShrinkRamps(fewer, byDefault);
-        if (fewer.A.rows() < ramps.A.rows() && givesRates(fewer, rates)) {
-            return fewer;
+    const std::vector<int> outputs = linesOf(rates.rows(), [&](int j) { return rates.row(j).maxAbs(); });
+    const std::vector<int> inputs = linesOf(rates.cols(), [&](int i) { return rates.column(i).maxAbs(); });
+    const bool isByOutput = outputs.size() <= inputs.size();
+    const std::vector<int>& integrators = isByOutput ? outputs : inputs;
+    const int n = static_cast<int>(integrators.size());
+    Matrix<double> b = zeroMatrix(n, rates.cols());
+    Matrix<double> c = zeroMatrix(rates.rows(), n);
+    for (int k = 0; k < n; ++k) {
+        const int line = integrators[static_cast<std::size_t>(k)];
+        if (isByOutput) {
+            b.row(k) = rates.row(line);
+            c(line, k) = 1.0;
+        } else {
+            b(k, line) = 1.0;
+            c.column(k) = rates.column(line);
         }
     }
-    return ramps;
+    return {Matrix<double>().identity(n), b, c, zeroMatrix(rates.rows(), rates.cols()), discreteSystem, sampleTime};
 }
 
 std::vector<ReducedPlant> reducedPlants(const RealisedPlant& plant, const LTIStateSpaceModel& ramps, int stableOrder,
@@ -220,6 +212,7 @@ std::vector<ReducedPlant> reducedPlants(const RealisedPlant& plant, const LTISta
     if (dampingLimit > 0.0) {
         reduced.ringers = ringersOf(reduced.model, dampingLimit);
         if (!reduced.ringers.empty()) {
+            keepDelays(reduced.model.A);
             QorMathControl::RemoveRingers(reduced.model, dampingLimit, never);
         }
     }

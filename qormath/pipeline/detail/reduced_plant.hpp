@@ -15,7 +15,8 @@ struct ReducedPlant {
     std::vector<ReduceResult::Ringer> ringers;
 };
 
-/// The integrators that make the ramps: one for each independent rate, outputs without feedthrough.
+/// The integrators that make the ramps: one for each output that ramps, or one for each input that makes one do so,
+/// whichever are fewer. Every rate stands in the model as it is, times 1.
 LTIStateSpaceModel rampModel(const QorMathLA::Matrix<double>& rates, double sampleTime);
 
 /// Reduces the stable part of a plant to stableOrder states, takes out its ringers, restores its gains, and puts the
