@@ -117,7 +117,7 @@ Matrix<double> reordered(const Matrix<double>& m, const std::vector<int>& order,
     return result;
 }
 
-std::vector<int> inverse(const std::vector<int>& order) {
+std::vector<int> undone(const std::vector<int>& order) {
     std::vector<int> result(order.size());
     for (std::size_t k = 0; k < order.size(); ++k) {
         result[static_cast<std::size_t>(order[k])] = static_cast<int>(k);
@@ -133,29 +133,39 @@ int retainGainByLags(LTIStateSpaceModel& model, const Matrix<double>& wanted, co
     model.C = reordered(model.C, order, gainResolution);
     model.D = reordered(model.D, order, gainResolution);
     QorMathControl::RetainGain(model, reordered(wanted, order, gainResolution), byDefault, gainTolerance);
-    model.C = reordered(model.C, inverse(order), 1.0 / gainResolution);
-    model.D = reordered(model.D, inverse(order), 1.0 / gainResolution);
+    model.C = reordered(model.C, undone(order), 1.0 / gainResolution);
+    model.D = reordered(model.D, undone(order), 1.0 / gainResolution);
     return std::max(0, model.A.rows() - states);
 }
 
-/// Restores gains on the modes that the model has, by the smallest change of its output matrix: the gain is C X + D
-/// with X = (I - A)^-1 B. False, with gains that are still off, where X has no full column rank.
-bool retainGainByOutputs(LTIStateSpaceModel& model, const Matrix<double>& wanted, const std::vector<bool>& needs,
-                         double gainTolerance) {
-    const Matrix<double> identity = Matrix<double>().identity(model.A.rows());
-    const Matrix<double> x = product(pseudoInverse(identity - model.A, byDefault), model.B);
-    const Matrix<double> inverseOfX = pseudoInverse(x, byDefault);
+/// Where a unit step on each input takes the states: X = (I - A)^-1 B. The gain is C X + D.
+Matrix<double> settledStates(const LTIStateSpaceModel& model) {
+    const int n = model.A.rows();
+    return LTIStateSpaceModel(model.A, model.B, Matrix<double>().identity(n), zeroMatrix(n, model.B.cols()),
+                              model.sysType, model.sampleTime)
+        .gain();
+}
+
+Matrix<double> gainsOf(const LTIStateSpaceModel& model, const Matrix<double>& settled) {
+    return product(model.C, settled) + model.D;
+}
+
+/// Restores gains on the modes that the model has, by the smallest change of its output matrix. False, with gains that
+/// are still off, where the settled states have no full column rank.
+bool retainGainByOutputs(LTIStateSpaceModel& model, const Matrix<double>& wanted, const Matrix<double>& settled,
+                         const std::vector<bool>& needs, double gainTolerance) {
+    const Matrix<double> inverse = pseudoInverse(settled, byDefault);
     // The second pass takes the rounding of the first.
     for (int pass = 0; pass < 2; ++pass) {
-        Matrix<double> missing = wanted - model.gain();
+        Matrix<double> missing = wanted - gainsOf(model, settled);
         for (int j = 0; j < missing.rows(); ++j) {
             if (!needs[static_cast<std::size_t>(j)]) {
                 missing.row(j) = 0.0;
             }
         }
-        model.C = model.C + product(missing, inverseOfX);
+        model.C = model.C + product(missing, inverse);
     }
-    return !anyOf(needOf(model.gain(), wanted, gainTolerance));
+    return !anyOf(needOf(gainsOf(model, settled), wanted, gainTolerance));
 }
 
 /// The ways to give a model the gains that are wanted of it.
@@ -165,13 +175,14 @@ std::vector<ReducedPlant> withGains(const ReducedPlant& plant, const Matrix<doub
         byLags.model.D = wanted;
         return {byLags};
     }
-    const std::vector<bool> needs = needOf(byLags.model.gain(), wanted, gainTolerance);
+    const Matrix<double> settled = settledStates(plant.model);
+    const std::vector<bool> needs = needOf(gainsOf(plant.model, settled), wanted, gainTolerance);
     if (!anyOf(needs)) {
         return {plant};
     }
     std::vector<ReducedPlant> ways;
     ReducedPlant byOutputs(plant);
-    if (retainGainByOutputs(byOutputs.model, wanted, needs, gainTolerance)) {
+    if (retainGainByOutputs(byOutputs.model, wanted, settled, needs, gainTolerance)) {
         ways.push_back(std::move(byOutputs));
     }
     byLags.gainStates = retainGainByLags(byLags.model, wanted, needs, gainTolerance);
