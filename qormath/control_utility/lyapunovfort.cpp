@@ -145,7 +145,8 @@ void copyScaled(int rows, int columns, const double* from, double factor, int ex
 }
 
 // Solves the equation of finite a and c. The Schur form t = u' a' u of the transpose takes it to t y + y t' = u' c u
-// or t y t' - y = u' c u. Elements of size about 1 come of powers of 2, which only a discrete a cannot bear.
+// or t y t' - y = u' c u. Powers of 2 bring the largest elements of a and c to about 1, but for the a of a discrete
+// equation, which a factor would make another one.
 int solveFinite(bool discrete, int n, double* a, double* u, double* x, double* wr, double* wi, double* work,
                 int workLength) {
     const int exponentA = discrete ? 0 : exponentOf(n, a);

@@ -140,6 +140,25 @@ TEST(TriangularStein, LeavesAResidualOfRoundingSizeNearTheUnitCircle) {
     }
 }
 
+TEST(TriangularStein, LeavesAResidualOfRoundingSizeForSpectraOnBothSidesOfTheUnitCircle) {
+    // Moduli in (0.1, 0.5) and (2.5, 4), of which no product is near 1.
+    const auto apart = [](test::NormalNumbers& numbers) {
+        const double modulus = numbers.uniform() < 0.5 ? numbers.uniform(0.1, 0.5) : numbers.uniform(2.5, 4.0);
+        const double angle = 0.05 + 3.0 * numbers.uniform();
+        return test::Eigenvalue{modulus * std::cos(angle), modulus * std::sin(angle)};
+    };
+    for (const int m : {1, 2, 17, 60}) {
+        for (const int n : {1, 2, 16, 150}) {
+            const RawMatrix a = test::quasiTriangular(m, 0.6, 0.3 / m, 19, apart);
+            const RawMatrix f = test::quasiTriangular(n, 0.6, 0.3 / n, 20, apart);
+            const RawMatrix c = randomRight(m, n);
+            const Solution solution = solve(a, f, c);
+            EXPECT_EQ(solution.info, 0);
+            EXPECT_LE(steinRatio(a, f, c, solution), ratioLimit);
+        }
+    }
+}
+
 TEST(TriangularStein, TellsThatItPerturbedAnEquationWithoutASolution) {
     RawMatrix a = insideDisc(50, 0.0, 13);
     RawMatrix f = insideDisc(40, 0.0, 14);
