@@ -2,6 +2,7 @@
 
 #include <qormath/control/conversion_type.hpp>
 #include <qormath/control/reduction_type.hpp>
+#include <qormath/control/riccati_method.hpp>
 #include <qormath/control/schur_order.hpp>
 #include <qormath/control/system_type.hpp>
 #include <qormath/core/complex_matrix.hpp>
@@ -156,6 +157,62 @@ class QORMATH_API QorMathControl {
     /// The residual grows with the condition of a + i, that is with an eigenvalue near -1. Cost: that of
     /// SylvesterEquation with m and m', and 7 n^3 operations.
     static void DiscreteLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q);
+
+    /// The continuous algebraic Riccati equation q + a' x + x a - g r^+ g' = 0, where g = x b + s and r^+ is
+    /// pseudoInverse(r, -1.0). q and r are symmetric. The wanted solution makes a - b r^+ g' stable; it exists if (a,
+    /// b) is stabilisable and no closed-loop eigenvalue is on the imaginary axis, and then there is one.
+    ///
+    /// a and q are n by n, b and s n by m, r m by m. x is n by n on entry and none of the operands.
+    /// riccatiSchurNewton: the direct solution, refined by Newton's iteration; where there is none, and no word of it,
+    ///   Newton from the start value.
+    /// riccatiNewton: Newton from what x holds on entry, whatever useInitial says.
+    /// riccatiSchur: the direct solution alone; no start value is looked at. Throws the int -1 where there is none; x
+    ///   then is as it was.
+    /// The start value is what x holds on entry if useInitial is set, else one that is drawn at random, the same at
+    /// every call: x' x + 10 i, with x from randomize, which seeds the C library's generator.
+    ///
+    /// The iteration makes at most 30 steps and ends when the largest element of the residual is below 1e-15 times
+    /// that of x, or times 1 if that is larger. It returns its last x, or its first if the last residual is larger than
+    /// the first; it does not report that it has not converged. From a start whose closed loop is not stable it may
+    /// find another solution, or none.
+    ///
+    /// Throws the int -1 if a step fails, as at a closed loop with two eigenvalues of sum 0; xmsg 9 for a transposed
+    /// operand of the direct solution, xmsg 5 for shapes that do not fit (int -1 from riccatiSchur), xmsg 11 for NaN
+    /// and infinity in r.
+    ///
+    /// Source: A. J. Laub, "A Schur method for solving algebraic Riccati equations", IEEE Trans. Automat. Control 24
+    /// (1979); P. Van Dooren, "A generalized eigenvalue approach for solving Riccati equations", SIAM J. Sci. Stat.
+    /// Comput. 2 (1981); D. L. Kleinman, "On an iterative technique for Riccati equation computations", IEEE Trans.
+    /// Automat. Control 13 (1968). Cost: about 350 n^3 operations, and 40 n^3 for each step of Newton.
+    static void ContinuousRiccati(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& b,
+                                  const Matrix<double>& q, const Matrix<double>& r, const Matrix<double>& s,
+                                  bool useInitial, const riccatiMethod& method);
+
+    /// The same with s = 0.
+    static void ContinuousRiccati(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& b,
+                                  const Matrix<double>& q, const Matrix<double>& r, bool useInitial,
+                                  const riccatiMethod& method);
+
+    /// The discrete algebraic Riccati equation a' x a - x + q - g (r + b' x b)^+ g' = 0, where g = a' x b + s. r may be
+    /// singular. The wanted solution puts the eigenvalues of a - b (r + b' x b)^+ g' inside the unit circle.
+    ///
+    /// As ContinuousRiccati, with these differences. riccatiNewton draws the start at random unless useInitial is set.
+    /// The iteration goes by Frobenius norms, looks at most at 30 values of x, each before it is improved, and returns
+    /// the one with the smallest residual, the start included. A step that fails ends it and is not reported. xmsg 11
+    /// comes for NaN and infinity in r + b' x b at the start.
+    ///
+    /// Source: besides those above, G. A. Hewer, "An iterative technique for the computation of the steady state gains
+    /// for the discrete optimal regulator", IEEE Trans. Automat. Control 16 (1971); E. K.-W. Chu, H.-Y. Fan, W.-W. Lin,
+    /// C.-S. Wang, "Structure-preserving algorithms for periodic discrete-time algebraic Riccati equations", Int. J.
+    /// Control 77 (2004).
+    static void DiscreteRiccati(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& b,
+                                const Matrix<double>& q, const Matrix<double>& r, const Matrix<double>& s,
+                                bool useInitial, const riccatiMethod& method);
+
+    /// The same with s = 0.
+    static void DiscreteRiccati(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& b,
+                                const Matrix<double>& q, const Matrix<double>& r, bool useInitial,
+                                const riccatiMethod& method);
 
     // ---------------------------------------------------------------- sample-time conversion
 
@@ -334,6 +391,12 @@ class QORMATH_API QorMathControl {
                                         double sampleTime);
     static void Discrete2Continuous_ZOH(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
                                         double sampleTime);
+
+    /// RICCATIFORT on whole, packed arrays; returns its info, or -1 if an operand is not of the order of a and the
+    /// inputs of b. x is written on success alone. Throws xmsg 9 if an operand is a transposed view.
+    static int RiccatiHelper(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& b,
+                             const Matrix<double>& q, const Matrix<double>& r, const Matrix<double>& s,
+                             const systemType& type);
 
     friend struct QorMathControlTestAccess;
 };

@@ -19,6 +19,13 @@ struct QorMathControlTestAccess {
         QorMathControl::ParlettsLog(a, f, err);
     }
 
+    static int RiccatiHelper(QorMathLA::Matrix<double>& x, const QorMathLA::Matrix<double>& a,
+                             const QorMathLA::Matrix<double>& b, const QorMathLA::Matrix<double>& q,
+                             const QorMathLA::Matrix<double>& r, const QorMathLA::Matrix<double>& s,
+                             const systemType& type) {
+        return QorMathControl::RiccatiHelper(x, a, b, q, r, s, type);
+    }
+
     static void LyapunovHelper(QorMathLA::Matrix<double>& x, const QorMathLA::Matrix<double>& a,
                                const QorMathLA::Matrix<double>& c, const systemType& type) {
         QorMathControl::LyapunovHelper(x, a, c, type);

@@ -5,13 +5,25 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <support/control_test_access.hpp>
 #include <support/matrix_compare.hpp>
 #include <support/random_matrices.hpp>
 #include <support/riccati_problems.hpp>
 
+#include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
 
 namespace qormath::test {
+
+/// ContinuousRiccati or DiscreteRiccati, as the equation says.
+inline void solveRiccati(const RiccatiEquation& e, QorMathLA::Matrix<double>& x, bool useInitial,
+                         const riccatiMethod& method) {
+    if (e.type == discreteSystem) {
+        QorMathControl::DiscreteRiccati(x, e.a, e.b, e.q, e.r, e.s, useInitial, method);
+    } else {
+        QorMathControl::ContinuousRiccati(x, e.a, e.b, e.q, e.r, e.s, useInitial, method);
+    }
+}
 
 /// What an equation makes of an x, by the formulas of the equation alone.
 struct RiccatiVerdict {
@@ -56,15 +68,33 @@ inline RiccatiVerdict verdictOn(const RiccatiEquation& equation, const QorMathLA
     return verdict;
 }
 
-/// The residual over n eps times what rounding of the terms and of x itself can make of it: an error e of x changes the
-/// residual by c' e + e c, or c' e c - e, with c the closed loop. weightCondition is that of r, where it matters: the
-/// term with the inverse is uncertain by so much more.
-inline double riccatiRatio(const RiccatiVerdict& verdict, const QorMathLA::Matrix<double>& x, systemType type,
-                           double weightCondition = 1.0) {
+/// What rounding of the terms and of x itself, in units of eps, can make of a residual: an error e of x changes it by
+/// c' e + e c, or c' e c - e, with c the closed loop. weightCondition is that of r, where it matters: the term with the
+/// inverse is uncertain by so much more.
+inline double residualScale(const RiccatiVerdict& verdict, const QorMathLA::Matrix<double>& x, systemType type,
+                            double weightCondition) {
     const double loop = frobeniusNorm(verdict.closedLoop);
     const double growth = type == discreteSystem ? loop * loop + 1.0 : 2.0 * loop;
-    const double size = verdict.terms + weightCondition * verdict.feedbackTerm + growth * frobeniusNorm(x);
-    return frobeniusNorm(verdict.residual) / (std::max(1, x.rows()) * unitRoundoff * std::max(size, 1e-300));
+    return verdict.terms + weightCondition * verdict.feedbackTerm + growth * frobeniusNorm(x);
+}
+
+/// The residual over n eps times its scale.
+inline double riccatiRatio(const RiccatiVerdict& verdict, const QorMathLA::Matrix<double>& x, systemType type,
+                           double weightCondition = 1.0) {
+    const double norm = frobeniusNorm(verdict.residual);
+    const double scale = std::max(1, x.rows()) * unitRoundoff * residualScale(verdict, x, type, weightCondition);
+    return norm == 0.0 ? 0.0 : norm / scale;
+}
+
+/// How far a solution whose ratio is at the limit may be from the exact one, in the Frobenius norm: a change e of the
+/// residual moves x by the solution d of c' d + d c = e, or c' d c - d = e, with c the closed loop, and for a stable c
+/// d is at most ||e|| times the solution for the identity.
+inline double solutionUncertainty(const RiccatiVerdict& verdict, const QorMathLA::Matrix<double>& x, systemType type,
+                                  double ratioLimit, double weightCondition = 1.0) {
+    QorMathLA::Matrix<double> growth;
+    QorMathControlTestAccess::LyapunovHelper(growth, verdict.closedLoop, x.identity(), type);
+    return frobeniusNorm(growth) * ratioLimit * x.rows() * unitRoundoff *
+           residualScale(verdict, x, type, weightCondition);
 }
 
 /// True when x is the transpose of itself, to the bit.

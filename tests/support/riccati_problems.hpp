@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <ostream>
 #include <string>
 #include <utility>
 
@@ -25,9 +26,17 @@ struct RiccatiEquation {
     QorMathLA::Matrix<double> a, b, q, r, s;
     QorMathLA::Matrix<double> x;  ///< the published stabilising solution, empty where none is
     std::string noSolution;       ///< why there is no stabilising solution, empty where there is one
+    std::string newtonLoses;      ///< why Newton's iteration loses digits or the way, empty where it does not
 };
 
+/// How a failed test tells of its problem.
+inline void PrintTo(const RiccatiEquation& equation, std::ostream* stream) {
+    *stream << equation.name;
+}
+
 namespace riccati_detail {
+
+inline const char* const growingAsymmetry = "rounding brings an antisymmetric part, which grows in every step";
 
 inline QorMathLA::Matrix<double> scaledIdentity(int n, double value) {
     QorMathLA::Matrix<double> result = QorMathLA::zeroMatrix(n, n);
@@ -119,6 +128,9 @@ inline RiccatiEquation carex24(double eps) {
     p.x = QorMathLA::zeroMatrix(2, 2);
     p.x(0, 0) = p.x(1, 1) = 0.5 * (large + small);
     p.x(0, 1) = p.x(1, 0) = 0.5 * (large - small);
+    if (eps < 1e-7) {
+        p.noSolution = "closed-loop eigenvalues within rounding of the imaginary axis";
+    }
     return p;
 }
 
@@ -137,8 +149,12 @@ inline RiccatiEquation carex25(double eps) {
     p.x = QorMathLA::zeroMatrix(2, 2);
     p.x.fill(1.0);
     p.x(0, 0) = 2.0;
-    if (eps == 0.0) {
-        p.noSolution = "closed-loop eigenvalues on the imaginary axis";
+    if (eps < 1e-5) {
+        p.newtonLoses = "the steps' equations are near singular";
+    }
+    if (eps < 1e-7) {
+        p.noSolution = eps == 0.0 ? "closed-loop eigenvalues on the imaginary axis"
+                                  : "closed-loop eigenvalues within rounding of the imaginary axis";
     }
     return p;
 }
@@ -163,6 +179,9 @@ inline RiccatiEquation carex26(double eps) {
     p.x = Matrix<double>(v * x0 * v, true);
     p.b = riccati_detail::scaledIdentity(3, 1.0);
     p.r = riccati_detail::scaledIdentity(3, eps);
+    if (eps > 1.0) {
+        p.newtonLoses = riccati_detail::growingAsymmetry;
+    }
     return p;
 }
 
@@ -177,6 +196,10 @@ inline RiccatiEquation carex28(double eps) {
     p.b.fill(1.0);
     p.q.fill(1.0);
     p.r(0, 0) = 1.0;
+    p.newtonLoses = riccati_detail::growingAsymmetry;
+    if (eps < 1e-7) {  // they are at about -eps^2 / 2
+        p.noSolution = "closed-loop eigenvalues within rounding of the imaginary axis";
+    }
     return p;
 }
 
@@ -219,7 +242,7 @@ inline RiccatiEquation carex32(int n) {
 }
 
 /// A chain of n integrators. The last element of the first row of the solution is sqrt(q r).
-inline RiccatiEquation carex41(int n, double q, double r) {
+inline RiccatiEquation carex41Weighted(int n, double q, double r) {
     RiccatiEquation p = riccati_detail::blank(riccati_detail::named("carex_4_01", "n", n), continuousSystem, n, 1);
     if (q != 1.0 || r != 1.0) {
         p.name += riccati_detail::named("", "q", q) + riccati_detail::named("", "r", r);
@@ -230,6 +253,17 @@ inline RiccatiEquation carex41(int n, double q, double r) {
     p.b(n - 1, 0) = 1.0;
     p.q(0, 0) = q;
     p.r(0, 0) = r;
+    if (r > q) {
+        p.newtonLoses = riccati_detail::growingAsymmetry;
+    }
+    return p;
+}
+
+inline RiccatiEquation carex41(int n) {
+    RiccatiEquation p = carex41Weighted(n, 1.0, 1.0);
+    if (n > 32) {
+        p.noSolution = "the elements of the solution reach over more than the digits of a number";
+    }
     return p;
 }
 
@@ -285,6 +319,7 @@ inline RiccatiEquation darex22(double delta) {
     p.q(1, 1) = 0.02;
     p.r(0, 0) = 1.0 / (3.0 * delta);
     p.r(1, 1) = 3.0 * delta;
+    p.newtonLoses = riccati_detail::growingAsymmetry;
     return p;
 }
 
@@ -323,6 +358,9 @@ inline RiccatiEquation darex41(int n) {
     }
     p.b(n - 1, 0) = 1.0;
     p.r(0, 0) = 1.0;
+    if (n > 32) {
+        p.newtonLoses = "the random start does not stabilise";
+    }
     return p;
 }
 
