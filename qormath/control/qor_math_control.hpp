@@ -240,9 +240,9 @@ class QORMATH_API QorMathControl {
     /// zeroOrderHold: a and b become the top blocks of the real part of log([a b; 0 I]) / sampleTime. A negative real
     /// eigenvalue has no real logarithm: each gets a further state, and with it a becomes a pair 10 root times the
     /// eigenvalue off the real axis, which has one; b gets zero rows for these states and c zero columns. The order
-    /// grows by their number, and the response changes by about the root of eps. The logarithm loses digits where
-    /// eigenvalues lie close together. An eigenvalue of a at 1 (an integrator) meets those of the inputs there: most
-    /// such models come out to 1e-13, some to a few digits only. d stays.
+    /// grows by their number. An eigenvalue within 0.01 of 1 (an integrator, or a slow pole) meets those of the inputs
+    /// there, which the logarithm by itself cannot tell apart: such states are decoupled first, and theirs comes from
+    /// the power series of log(1 + x). Eigenvalues elsewhere that lie close together cost digits; see LogM. d stays.
     ///
     /// With zeroOrderHold throws the int -1 if an eigenvalue has a modulus below root, which no continuous model has
     /// (a, b and c are then left balanced, see BalanceABC), and the failures of BalanceABC, SchurDecomposition and

@@ -5,8 +5,11 @@
 #include <qormath/control_utility/bilineartransformfort.hpp>
 #include <qormath/core/arithmetic.hpp>
 #include <qormath/lapack/lapack.hpp>
+#include <qormath/models/detail/augmented.hpp>
+#include <qormath/models/detail/held_logarithm.hpp>
 
-using QorMathLA::ComplexMatrix;
+using qormath::models::augmented;
+using qormath::models::extract;
 using QorMathLA::Matrix;
 using QorMathLA::product;
 using QorMathLA::Range;
@@ -52,35 +55,6 @@ void transformBilinearly(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c
     if (info != 0) {
         throw -1;
     }
-}
-
-/// [a b; 0 i], with i the identity of as many rows as b has columns, or zero.
-Matrix<double> augmented(const Matrix<double>& a, const Matrix<double>& b, double diagonal) {
-    const int n = a.rows();
-    const int m = b.cols();
-    Matrix<double> bottom = zeroMatrix(m, n + m);
-    for (int k = 0; k < m; ++k) {
-        bottom(k, n + k) = diagonal;
-    }
-    return a.appendToRight(b).appendToBottom(bottom);
-}
-
-/// Takes a (n by n) and b back out of the top rows of an augmented matrix.
-void extract(const Matrix<double>& matrix, int n, Matrix<double>& a, Matrix<double>& b) {
-    const Range states(0, n - 1, 1);
-    a = Matrix<double>(matrix(states, states), true);
-    b = Matrix<double>(matrix(states, Range(n, matrix.cols() - 1, 1)), true);
-}
-
-/// The real part, times a factor.
-Matrix<double> scaledRealPart(const ComplexMatrix<double>& matrix, double factor) {
-    Matrix<double> result(matrix.rows(), matrix.cols());
-    for (int j = 0; j < matrix.cols(); ++j) {
-        for (int i = 0; i < matrix.rows(); ++i) {
-            result(i, j) = matrix(i, j).real() * factor;
-        }
-    }
-    return result;
 }
 
 /// Gives each negative real eigenvalue of a, which has no real logarithm, a further state with the same eigenvalue; the
@@ -201,8 +175,9 @@ void QorMathControl::Discrete2Continuous_ZOH(Matrix<double>& a, Matrix<double>& 
     if (positions.size() > 0) {
         pairNegativeEigenvalues(a, b, c, scale, q, wr, positions);
     }
-    const int n = a.rows();
-    extract(scaledRealPart(LogM(augmented(a, b, 1.0)), 1.0 / sampleTime), n, a, b);
+    qormath::models::replaceByHeldLogarithm(a, b);
+    a *= 1.0 / sampleTime;
+    b *= 1.0 / sampleTime;
     undoBalancing(a, b, c, scale);
 }
 
