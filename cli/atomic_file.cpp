@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 #include "program_error.hpp"
@@ -103,7 +105,8 @@ class TemporaryFile {
 
     const std::string& name() const { return name_; }
 
-    void takePlace() {
+    /// With this done, nothing can fail any more that has to do with the content.
+    void reachDisk() const {
         // A disk may report only here that it could not keep what it had accepted.
         const int descriptor = open(name_.c_str(), O_WRONLY | O_CLOEXEC);
         if (descriptor < 0) {
@@ -115,6 +118,9 @@ class TemporaryFile {
         if (syncFailure != 0 || closeFailure != 0) {
             throw writeError(path_, syncFailure != 0 ? syncFailure : closeFailure);
         }
+    }
+
+    void takePlace() {
         if (std::rename(name_.c_str(), target_.name.c_str()) != 0) {
             throw writeError(path_, errno);
         }
@@ -128,7 +134,16 @@ class TemporaryFile {
     bool taken_ = false;
 };
 
-void writeText(const std::string& path, const std::string& name, std::string_view text) {
+/// The name from the root on, of a file that need not be there, without symbolic links on the way.
+std::filesystem::path wholeName(const std::string& name) {
+    std::error_code error;
+    // A name without a folder would otherwise stay as it is.
+    const std::filesystem::path absolute = std::filesystem::absolute(name);
+    std::filesystem::path canonical = std::filesystem::weakly_canonical(absolute, error);
+    return error ? absolute : canonical;
+}
+
+void writeText(const std::string& path, const std::string& name, const std::string& text) {
     std::FILE* file = std::fopen(name.c_str(), "we");
     if (file == nullptr) {
         throw writeError(path, errno);
@@ -149,18 +164,45 @@ void requireWritable(const std::string& path) {
 }
 
 void replaceFile(const std::string& path, const std::function<void(const std::string& name)>& write) {
-    const Target target = writableTarget(path);
-    if (target.isDevice) {
-        write(target.name);
-        return;
-    }
-    TemporaryFile temporary(target, path);
-    write(temporary.name());
-    temporary.takePlace();
+    replaceFiles({{path, write}});
 }
 
-void replaceFileByText(const std::string& path, std::string_view text) {
-    replaceFile(path, [&](const std::string& name) { writeText(path, name, text); });
+void replaceFileByText(const std::string& path, const std::string& text) {
+    replaceFiles({textFile(path, text)});
+}
+
+FileToWrite textFile(const std::string& path, const std::string& text) {
+    return {path, [path, text](const std::string& name) { writeText(path, name, text); }};
+}
+
+void replaceFiles(const std::vector<FileToWrite>& files) {
+    std::vector<std::unique_ptr<TemporaryFile>> temporaries;
+    std::vector<const FileToWrite*> devices;
+    for (const FileToWrite& file : files) {
+        const Target target = writableTarget(file.path);
+        if (target.isDevice) {
+            devices.push_back(&file);
+            continue;
+        }
+        temporaries.push_back(std::make_unique<TemporaryFile>(target, file.path));
+        file.write(temporaries.back()->name());
+        temporaries.back()->reachDisk();
+    }
+    // A device cannot be asked for its content back, so that what may fail for other reasons comes before it.
+    for (const FileToWrite* device : devices) {
+        device->write(device->path);
+    }
+    for (const auto& temporary : temporaries) {
+        temporary->takePlace();
+    }
+}
+
+void requireOtherFile(const std::string& path, const std::string& other, const std::string& what) {
+    const Target one(path);
+    const Target two(other);
+    if (!one.isDevice && !two.isDevice && wholeName(one.name) == wholeName(two.name)) {
+        throw ProgramError(path, "cannot be written: " + what);
+    }
 }
 
 }  // namespace qormath::cli

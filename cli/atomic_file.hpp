@@ -2,7 +2,7 @@
 
 #include <functional>
 #include <string>
-#include <string_view>
+#include <vector>
 
 namespace qormath::cli {
 
@@ -19,6 +19,23 @@ void requireWritable(const std::string& path);
 void replaceFile(const std::string& path, const std::function<void(const std::string& name)>& write);
 
 /// replaceFile with a text.
-void replaceFileByText(const std::string& path, std::string_view text);
+void replaceFileByText(const std::string& path, const std::string& text);
+
+/// A file to be made or replaced, and what writes it under the name that it is told.
+struct FileToWrite {
+    std::string path;
+    std::function<void(const std::string& name)> write;
+};
+
+/// The file that holds a text.
+FileToWrite textFile(const std::string& path, const std::string& text);
+
+/// replaceFile with files that belong together: all of them have reached the disk before the first takes its place.
+/// Devices and pipes are written between the two.
+void replaceFiles(const std::vector<FileToWrite>& files);
+
+/// Throws ProgramError if the two names lead to one file, through symbolic links or not and whether or not it is there
+/// already: what is written would be lost, or what is read. what tells the use of the other one. Devices are no files.
+void requireOtherFile(const std::string& path, const std::string& other, const std::string& what);
 
 }  // namespace qormath::cli

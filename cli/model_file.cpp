@@ -5,10 +5,10 @@
 #include <cfloat>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "atomic_file.hpp"
 #include "model_diagnosis.hpp"
 #include "program_error.hpp"
 #include "text.hpp"
@@ -38,16 +38,6 @@ void requireReadable(const std::string& path) {
     }
 }
 
-void requireWritableCount(const std::string& path, int count) {
-    const auto fits = [count](int unit) { return count % unit == 0; };
-    if (count < fewestCoefficients || std::none_of(std::begin(coefficientUnits), std::end(coefficientUnits), fits)) {
-        throw ProgramError(path,
-                           "cannot be written: a model file has curves of a multiple of 30, 45, 75 or 105 "
-                           "coefficients, this model has " +
-                               std::to_string(count));
-    }
-}
-
 /// A curve as a file can hold it.
 Vector<double> storableCurve(const Vector<double>& curve, const std::string& path, const std::string& pair) {
     double largest = 0.0;
@@ -73,25 +63,40 @@ LTIFIRModel readModelFile(const std::string& path) {
     return model;
 }
 
-void writeModelFile(const std::string& path, const LTIFIRModel& model) {
-    requireWritableCount(path, model.coefficientCount);
-    LTIFIRModel storable(model);
+void requireStorableCount(const std::string& path, int coefficientCount) {
+    const auto fits = [coefficientCount](int unit) { return coefficientCount % unit == 0; };
+    if (coefficientCount < fewestCoefficients ||
+        std::none_of(std::begin(coefficientUnits), std::end(coefficientUnits), fits)) {
+        throw ProgramError(path,
+                           "cannot be written: a model file has curves of a multiple of 30, 45, 75 or 105 "
+                           "coefficients, this model has " +
+                               std::to_string(coefficientCount));
+    }
+}
+
+FileToWrite modelFile(const std::string& path, const LTIFIRModel& model) {
+    requireStorableCount(path, model.coefficientCount);
+    const auto storable = std::make_shared<LTIFIRModel>(model);
     for (int i = 0; i < inputCountOf(model); ++i) {
         for (int j = 0; j < outputCountOf(model); ++j) {
             const std::string pair =
                 "output " + toUtf8(model.outputNames[j]) + " to input " + toUtf8(model.inputNames[i]);
-            storable.coefficients(i, j) = storableCurve(model.coefficients(i, j), path, pair);
+            storable->coefficients(i, j) = storableCurve(model.coefficients(i, j), path, pair);
         }
     }
-    replaceFile(path, [&](const std::string& name) {
-        std::string fileName = name;
-        errno = 0;
-        if (!storable.WriteModel(fileName.data())) {
-            const int failure = errno;
-            throw ProgramError(path, "cannot be written" +
-                                         (failure == 0 ? std::string() : std::string(": ") + std::strerror(failure)));
-        }
-    });
+    return {path, [path, storable](const std::string& name) {
+                std::string fileName = name;
+                errno = 0;
+                if (!storable->WriteModel(fileName.data())) {
+                    const int failure = errno;
+                    const std::string cause = failure == 0 ? "" : std::string(": ") + std::strerror(failure);
+                    throw ProgramError(path, "cannot be written" + cause);
+                }
+            }};
+}
+
+void writeModelFile(const std::string& path, const LTIFIRModel& model) {
+    replaceFiles({modelFile(path, model)});
 }
 
 double sampleTimeOf(const LTIFIRModel& model) {

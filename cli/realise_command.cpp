@@ -104,6 +104,7 @@ void run(const RealiseOptions& options, const Console& console) {
     const LTIFIRModel model = readModelFile(options.model);
     requireRealisable(options.model, model);
     requireWritable(options.system);
+    requireOtherFile(options.system, options.model, "the model is read from there");
     const SystemFile file = systemFileOf(options, model);
     const Fidelity fidelity = compare(file.system, simulate(file, model), model);
     writeSystemFile(options.system, file);

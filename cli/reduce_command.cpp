@@ -50,7 +50,9 @@ std::optional<int> wholeNumber(const std::string& text) {
 /// Empty if the order is one, otherwise what is wrong with it.
 std::string checkOrder(const std::string& text) {
     const bool isNamed = text == "coarse" || text == "middle" || text == "fine";
-    return isNamed || wholeNumber(text) ? "" : "expected a number of states, coarse, middle or fine, not " + text;
+    return isNamed || wholeNumber(text).value_or(-1) >= 0
+               ? ""
+               : "expected a number of states, coarse, middle or fine, not " + text;
 }
 
 ReduceOptions optionsOf(const ReduceArguments& arguments) {
@@ -120,17 +122,32 @@ std::string realisationInWords(const ReduceResult& result) {
            std::to_string(result.fineOrder) + " (fine)";
 }
 
+const char* nameOf(Choice choice) {
+    switch (choice) {
+        case Choice::coarse:
+            return "coarse";
+        case Choice::middle:
+            return "middle";
+        case Choice::fine:
+            return "fine";
+        case Choice::byNumber:
+            return "number";
+        case Choice::byCurveTolerance:
+            break;
+    }
+    return "curveTolerance";
+}
+
 std::string orderInWords(const ReduceResult& result, const ReduceOptions& options) {
     const std::string order = std::to_string(result.orderAsked);
     switch (options.orderChoice) {
         case Choice::coarse:
-            return order + " (coarse)";
         case Choice::middle:
-            return order + " (middle)";
         case Choice::fine:
-            return order + " (fine)";
+            return order + " (" + nameOf(options.orderChoice) + ")";
         case Choice::byNumber:
-            return std::to_string(options.order);
+            return std::to_string(options.order) +
+                   (options.order < result.rampStates ? " (ramps stay all the same)" : "");
         case Choice::byCurveTolerance:
             break;
     }
@@ -141,12 +158,15 @@ std::string orderInWords(const ReduceResult& result, const ReduceOptions& option
 }
 
 std::string reachedInWords(const ReduceResult& result) {
-    const auto ringing = static_cast<int>(result.orderReached - result.gainStates - result.orderAsked);
+    const int gone = result.orderAsked - (result.orderReached - result.gainStates);
     std::string text = std::to_string(result.orderReached);
     if (result.gainStates > 0) {
         text += ", with " + counted(result.gainStates, "state") + " for the gain";
     }
-    return ringing < 0 ? text + ", without " + counted(-ringing, "ringing state") : text;
+    if (gone > 0) {
+        text += ", without " + counted(gone, result.ringers.empty() ? "negligible state" : "ringing state");
+    }
+    return text;
 }
 
 std::string ringersInWords(const std::vector<ReduceResult::Ringer>& ringers) {
@@ -157,8 +177,11 @@ std::string ringersInWords(const std::vector<ReduceResult::Ringer>& ringers) {
             break;
         }
         constexpr int digits = 3;
-        words.push_back("damping ratio " + formatNumber(ringer.dampingRatio, digits) + " with a period of " +
-                        formatNumber(ringer.period, digits) + " s");
+        const std::string ratio = "damping ratio " + formatNumber(ringer.dampingRatio, digits);
+        // A limit of 1 takes plain lags too.
+        words.push_back(std::isfinite(ringer.period)
+                            ? ratio + " with a period of " + formatNumber(ringer.period, digits) + " s"
+                            : ratio + " without a period");
     }
     return joined(words);
 }
@@ -169,7 +192,7 @@ std::string clearedInWords(const ReduceResult& result) {
         return "none";
     }
     return std::to_string(result.clearedPairs.size()) + ", up to " +
-           formatNumber(result.largestClearedPercent, digits) + " % cleared";
+           formatNumber(result.largestClearedPercent, digits) + " %";
 }
 
 void printTable(std::ostream& out, const ReduceArguments& arguments, const LTIFIRModel& model,
@@ -186,7 +209,7 @@ void printTable(std::ostream& out, const ReduceArguments& arguments, const LTIFI
     table.add("order asked for", orderInWords(result, optionsOf(arguments)));
     table.add("order reached", reachedInWords(result));
     table.add("ringers taken out", ringersInWords(result.ringers));
-    table.add("null pairs", clearedInWords(result));
+    table.add("null pairs cleared", clearedInWords(result));
     addFidelityFacts(table, fidelityOf(result, model));
     table.print(out);
 }
@@ -224,10 +247,11 @@ void printJson(std::ostream& out, const ReduceArguments& arguments, const LTIFIR
     object["delayStates"] = result.delayStates;
     object["coarseOrder"] = result.coarseOrder;
     object["fineOrder"] = result.fineOrder;
-    object["orderAsked"] = result.orderAsked;
+    const ReduceOptions options = optionsOf(arguments);
+    object["orderChoice"] = nameOf(options.orderChoice);
+    object["orderAsked"] = options.orderChoice == Choice::byNumber ? options.order : result.orderAsked;
     object["orderReached"] = result.orderReached;
     object["gainStates"] = result.gainStates;
-    const ReduceOptions options = optionsOf(arguments);
     if (options.orderChoice == Choice::byCurveTolerance) {
         object["curveTolerancePercent"] = options.curveTolerance;
         object["isWithinTolerance"] = result.isWithinTolerance;
@@ -258,17 +282,30 @@ void warn(const ReduceArguments& arguments, const ReduceResult& result, const Co
     }
 }
 
-void run(const ReduceArguments& arguments, const Console& console) {
-    const LTIFIRModel model = readModelFile(arguments.model);
+/// Whatever would keep the result from being written is told before the work, not after it.
+void requireOutputs(const ReduceArguments& arguments, const LTIFIRModel& model) {
     requireWritable(arguments.reduced);
+    requireStorableCount(arguments.reduced, model.coefficientCount);
     if (!arguments.stateSpace.empty()) {
         requireWritable(arguments.stateSpace);
+        requireOtherFile(arguments.stateSpace, arguments.reduced, "the reduced model goes there");
+        requireOtherFile(arguments.stateSpace, arguments.model, "the model is read from there");
     }
-    const ReduceResult result = reduced(arguments, model, console);
+}
+
+void writeOutputs(const ReduceArguments& arguments, const LTIFIRModel& model, const ReduceResult& result) {
+    std::vector<FileToWrite> files{modelFile(arguments.reduced, result.curves)};
     if (!arguments.stateSpace.empty()) {
-        writeSystemFile(arguments.stateSpace, systemFileOf(arguments, result, model));
+        files.push_back(systemFile(arguments.stateSpace, systemFileOf(arguments, result, model)));
     }
-    writeModelFile(arguments.reduced, result.curves);
+    replaceFiles(files);
+}
+
+void run(const ReduceArguments& arguments, const Console& console) {
+    const LTIFIRModel model = readModelFile(arguments.model);
+    requireOutputs(arguments, model);
+    const ReduceResult result = reduced(arguments, model, console);
+    writeOutputs(arguments, model, result);
     warn(arguments, result, console);
     if (arguments.json) {
         printJson(console.out, arguments, model, result);

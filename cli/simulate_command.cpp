@@ -61,6 +61,7 @@ void run(const SimulateOptions& options, const Console& console) {
     const SystemFile file = readSystemFile(options.system);
     const LTIFIRModel reference = readModelFile(options.reference);
     requireWritable(options.model);
+    requireOtherFile(options.model, options.system, "the system is read from there");
     const LTIFIRModel model = curvesOf(options, file, reference);
     const Fidelity fidelity = compare(file.system, model, reference);
     writeModelFile(options.model, model);

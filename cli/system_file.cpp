@@ -10,7 +10,6 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "atomic_file.hpp"
 #include "program_error.hpp"
 #include "text.hpp"
 
@@ -254,14 +253,16 @@ SystemFile parseSystemFile(std::string_view text) {
     return file;
 }
 
-void writeSystemFile(const std::string& path, const SystemFile& file) {
-    std::string text;
+FileToWrite systemFile(const std::string& path, const SystemFile& file) {
     try {
-        text = systemFileText(file);
+        return textFile(path, systemFileText(file));
     } catch (const ProgramError& error) {
         throw ProgramError(path, std::string("cannot be written: ") + error.what());
     }
-    replaceFileByText(path, text);
+}
+
+void writeSystemFile(const std::string& path, const SystemFile& file) {
+    replaceFiles({systemFile(path, file)});
 }
 
 SystemFile readSystemFile(const std::string& path) {

@@ -6,6 +6,8 @@
 
 #include <qormath/models/lti_state_space_model.hpp>
 
+#include "atomic_file.hpp"
+
 namespace qormath::cli {
 
 /// A state-space model with what it takes to make curves of it, as it stands in a system file.
@@ -28,5 +30,8 @@ SystemFile parseSystemFile(std::string_view text);
 /// Both with a file; errors name it.
 void writeSystemFile(const std::string& path, const SystemFile& file);
 SystemFile readSystemFile(const std::string& path);
+
+/// The file of writeSystemFile, for writing it together with others.
+FileToWrite systemFile(const std::string& path, const SystemFile& file);
 
 }  // namespace qormath::cli

@@ -21,6 +21,7 @@ using qormath::test::textOfFile;
 using qormath::test::writeFile;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 std::string errorOf(const std::function<void()>& action) {
     try {
@@ -166,6 +167,110 @@ TEST(ReplaceFile, WritesToADeviceInItsPlace) {
 TEST(ReplaceFile, ReportsAFullDevice) {
     EXPECT_EQ(errorOf([&] { replaceFileByText("/dev/full", "text"); }),
               "/dev/full: cannot be written: No space left on device");
+}
+
+TEST(ReplaceFiles, MakesAndReplacesAllOfThem) {
+    const TemporaryFolder folder;
+    writeFile(folder.file("old"), "old");
+    replaceFiles({textFile(folder.file("old"), "one"), textFile(folder.file("new"), "two")});
+    EXPECT_EQ(textOfFile(folder.file("old")), "one");
+    EXPECT_EQ(textOfFile(folder.file("new")), "two");
+    EXPECT_THAT(folder.names(), UnorderedElementsAre("old", "new"));
+}
+
+TEST(ReplaceFiles, ReplacesNoneBeforeAllAreWhole) {
+    const TemporaryFolder folder;
+    const std::string first = folder.file("first");
+    writeFile(first, "old");
+    const auto lookAtTheFirst = [&](const std::string& name) {
+        EXPECT_EQ(textOfFile(first), "old");
+        writeFile(name, "two");
+    };
+    replaceFiles({textFile(first, "one"), {folder.file("second"), lookAtTheFirst}});
+    EXPECT_EQ(textOfFile(first), "one");
+    EXPECT_EQ(textOfFile(folder.file("second")), "two");
+}
+
+TEST(ReplaceFiles, LeavesAllAsTheyWereIfAnyCannotBeWritten) {
+    const TemporaryFolder folder;
+    const std::string one = folder.file("one");
+    const std::string two = folder.file("two");
+    writeFile(one, "old one");
+    writeFile(two, "old two");
+    const FileToWrite good = textFile(one, "new");
+    const FileToWrite broken{two, [](const std::string& name) {
+                                 writeFile(name, "half of it");
+                                 throw std::runtime_error("broken off");
+                             }};
+    EXPECT_THROW(replaceFiles({good, broken}), std::runtime_error);
+    EXPECT_THROW(replaceFiles({broken, good}), std::runtime_error);
+    const FileToWrite vanished{two, [](const std::string& name) { unlink(name.c_str()); }};
+    EXPECT_THROW(replaceFiles({good, vanished}), ProgramError);
+    EXPECT_THROW(replaceFiles({good, textFile(folder.file("missing/two"), "new")}), ProgramError);
+    EXPECT_THROW(replaceFiles({good, textFile(folder.path(), "new")}), ProgramError);
+    EXPECT_EQ(textOfFile(one), "old one");
+    EXPECT_EQ(textOfFile(two), "old two");
+    EXPECT_THAT(folder.names(), UnorderedElementsAre("one", "two"));
+}
+
+TEST(ReplaceFiles, LeavesAFileAsItWasIfADeviceIsFull) {
+    const TemporaryFolder folder;
+    writeFile(folder.file("old"), "old");
+    EXPECT_THROW(replaceFiles({textFile(folder.file("old"), "new"), textFile("/dev/full", "new")}), ProgramError);
+    EXPECT_EQ(textOfFile(folder.file("old")), "old");
+    EXPECT_THAT(folder.names(), ElementsAre("old"));
+}
+
+TEST(ReplaceFiles, WritesToADeviceAfterAllFilesAreWhole) {
+    const TemporaryFolder folder;
+    bool isDeviceWritten = false;
+    const FileToWrite device{"/dev/null", [&](const std::string& name) {
+                                 EXPECT_EQ(name, "/dev/null");
+                                 isDeviceWritten = true;
+                             }};
+    const FileToWrite file{folder.file("new"), [&](const std::string& name) {
+                               EXPECT_FALSE(isDeviceWritten);
+                               writeFile(name, "text");
+                           }};
+    replaceFiles({device, file});
+    EXPECT_TRUE(isDeviceWritten);
+    EXPECT_EQ(textOfFile(folder.file("new")), "text");
+}
+
+TEST(RequireOtherFile, RefusesEveryNameOfTheSameFile) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.file("below"));
+    writeFile(folder.file("old"), "old");
+    std::filesystem::create_symlink("old", folder.file("link"));
+    std::filesystem::create_directory_symlink("below", folder.file("folder"));
+    for (const std::string name : {"old", "./old", "below/../old", "link", "folder/../old"}) {
+        EXPECT_EQ(errorOf([&] { requireOtherFile(folder.file(name), folder.file("old"), "taken"); }),
+                  folder.file(name) + ": cannot be written: taken");
+        EXPECT_EQ(errorOf([&] { requireOtherFile(folder.file("old"), folder.file(name), "taken"); }),
+                  folder.file("old") + ": cannot be written: taken");
+    }
+}
+
+TEST(RequireOtherFile, RefusesEveryNameOfAFileThatIsNotThereYet) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.file("below"));
+    std::filesystem::create_directory_symlink("below", folder.file("folder"));
+    EXPECT_NE(errorOf([&] { requireOtherFile(folder.file("new"), folder.file("./new"), "taken"); }), "no error");
+    EXPECT_NE(errorOf([&] { requireOtherFile(folder.file("below/new"), folder.file("folder/new"), "taken"); }),
+              "no error");
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+    EXPECT_NE(errorOf([&] { requireOtherFile("new", "./new", "taken"); }), "no error");
+    EXPECT_NE(errorOf([&] { requireOtherFile("new", folder.file("new"), "taken"); }), "no error");
+    std::filesystem::current_path(before);
+}
+
+TEST(RequireOtherFile, AcceptsOtherFilesAndDevices) {
+    const TemporaryFolder folder;
+    writeFile(folder.file("old"), "old");
+    EXPECT_EQ(errorOf([&] { requireOtherFile(folder.file("new"), folder.file("old"), "taken"); }), "no error");
+    EXPECT_EQ(errorOf([&] { requireOtherFile(folder.file("new"), folder.file("newer"), "taken"); }), "no error");
+    EXPECT_EQ(errorOf([] { requireOtherFile("/dev/null", "/dev/null", "taken"); }), "no error");
 }
 
 TEST(RequireWritable, AcceptsNewAndOldFilesAndMakesNothing) {

@@ -2,6 +2,8 @@
 
 // Small models whose numbers can be told by hand.
 
+#include <algorithm>
+#include <cmath>
 #include <functional>
 #include <string>
 #include <vector>
@@ -54,6 +56,15 @@ inline LTIFIRModel modelOf(int inputs, int outputs, int coefficientCount,
     model.inputDescriptors = textsOf("IN", inputs);
     model.outputDescriptors = textsOf("OUT", outputs);
     return model;
+}
+
+/// The largest magnitude in a curve.
+inline double largestOf(const QorMathLA::Vector<double>& curve) {
+    double largest = 0.0;
+    for (const double value : curve) {
+        largest = std::max(largest, std::fabs(value));
+    }
+    return largest;
 }
 
 inline LTIFIRModel zeroModel(int inputs, int outputs, int coefficientCount) {

@@ -2,6 +2,7 @@
 
 // Runs the real program as a process of its own.
 
+#include <cstddef>
 #include <fcntl.h>
 #include <optional>
 #include <signal.h>
@@ -22,16 +23,17 @@ struct ProgramRun {
 };
 
 struct RunOptions {
-    std::optional<rlim_t> largestFile;  ///< writing beyond it fails, as on a full disk
-    std::string standardOutput;         ///< a file to take the place of the captured output
+    std::optional<rlim_t> largestFile = {};  ///< writing beyond it fails, as on a full disk
+    std::string standardOutput = {};         ///< a file to take the place of the captured output
+    std::string standardError = {};          ///< the same for the captured errors
 };
 
 /// Replaces this process by the program; never returns.
 [[noreturn]] inline void becomeProgram(std::vector<std::string> words, const std::string& out, const std::string& err,
                                        const RunOptions& options) {
     const int input = open("/dev/null", O_RDONLY);
-    const int output = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const int errors = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int output = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY, 0600);
+    const int errors = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY, 0600);
     if (input < 0 || output < 0 || errors < 0 || dup2(input, 0) < 0 || dup2(output, 1) < 0 || dup2(errors, 2) < 0) {
         _exit(126);
     }
@@ -56,7 +58,8 @@ inline ProgramRun runQormath(const std::vector<std::string>& arguments, const Ru
     const TemporaryFolder folder;
     const bool capturesOutput = options.standardOutput.empty();
     const std::string out = capturesOutput ? folder.file("out") : options.standardOutput;
-    const std::string err = folder.file("err");
+    const bool capturesErrors = options.standardError.empty();
+    const std::string err = capturesErrors ? folder.file("err") : options.standardError;
     std::vector<std::string> words{QORMATH_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
 
@@ -74,12 +77,25 @@ inline ProgramRun runQormath(const std::vector<std::string>& arguments, const Ru
     ProgramRun run;
     run.status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
     run.out = capturesOutput ? textOfFile(out) : "";
-    run.err = textOfFile(err);
+    run.err = capturesErrors ? textOfFile(err) : "";
     return run;
 }
 
 inline std::string exampleModel(const std::string& name) {
     return std::string(QORMATH_EXAMPLE_MODELS) + "/" + name;
+}
+
+/// The example models, each a .fir file with a description in JSON beside it.
+inline constexpr const char* examplePlants[] = {"heavy_oil_fractionator", "wood_berry", "ogunnaike_ray", "surge_drum",
+                                                "single_lag_30",          "null_pairs", "old_version"};
+
+/// The text with the first place of old changed; a failure if there is none.
+inline std::string replacedIn(std::string text, const std::string& old, const std::string& replacement) {
+    const std::size_t place = text.find(old);
+    if (place == std::string::npos) {
+        throw std::runtime_error("there is no " + old + " to be replaced");
+    }
+    return text.replace(place, old.size(), replacement);
 }
 
 }  // namespace qormath::test

@@ -33,19 +33,25 @@ TEST(Program, TellsItsCommands) {
     const ProgramRun run = runQormath({"--help"});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "");
-    for (const char* command : {"info", "realise", "simulate"}) {
+    for (const char* command : {"reduce", "info", "realise", "simulate"}) {
         EXPECT_THAT(run.out, HasSubstr(command));
     }
 }
 
 TEST(Program, TellsTheOptionsOfEachCommand) {
+    const ProgramRun reduce = runQormath({"reduce", "--help"});
     const ProgramRun info = runQormath({"info", "--help"});
     const ProgramRun realise = runQormath({"realise", "--help"});
     const ProgramRun simulate = runQormath({"simulate", "--help"});
-    for (const ProgramRun& run : {info, realise, simulate}) {
+    for (const ProgramRun& run : {reduce, info, realise, simulate}) {
         EXPECT_EQ(run.status, 0);
         EXPECT_EQ(run.err, "");
         EXPECT_THAT(run.out, HasSubstr("--json"));
+    }
+    for (const char* option :
+         {"MODEL.fir", "--output", "REDUCED.fir", "--order", "N|coarse|middle|fine", "--damping", "--curve-tolerance",
+          "--gain-tolerance", "PERCENT", "--keep-null-pairs", "--state-space", "SYSTEM.json", "--aligned"}) {
+        EXPECT_THAT(reduce.out, HasSubstr(option));
     }
     EXPECT_THAT(info.out, HasSubstr("MODEL.fir"));
     for (const char* option : {"MODEL.fir", "--output", "SYSTEM.json", "--order", "--no-retain-gain", "--aligned"}) {
@@ -77,6 +83,8 @@ TEST(Program, WithAnUnknownOptionIsAUsageError) {
 
 TEST(Program, WithoutAnArgumentIsAUsageError) {
     expectUsageError({"info"}, "MODEL.fir");
+    expectUsageError({"reduce", exampleModel("wood_berry.fir")}, "--output");
+    expectUsageError({"reduce", "-o", "reduced.fir"}, "MODEL.fir");
     expectUsageError({"realise", exampleModel("wood_berry.fir")}, "--output");
     expectUsageError({"realise", "-o", "system.json"}, "MODEL.fir");
     expectUsageError({"simulate", "system.json", "-o", "out.fir"}, "--like");
@@ -93,6 +101,24 @@ TEST(Program, WithAnOrderThatIsNoneIsAUsageError) {
     }
 }
 
+TEST(Program, WithAReductionThatContradictsItselfIsAUsageError) {
+    const std::vector<std::string> reduce{"reduce", exampleModel("wood_berry.fir"), "-o", "reduced.fir"};
+    const auto expectRefused = [&](std::vector<std::string> more, const std::string& cause) {
+        more.insert(more.begin(), reduce.begin(), reduce.end());
+        expectUsageError(more, cause);
+    };
+    expectRefused({"--order", "3", "--curve-tolerance", "1"}, "--order");
+    expectRefused({"--order", "coarse", "--curve-tolerance", "1"}, "--curve-tolerance");
+    for (const char* order : {"abc", "-1", "1.5", "3x", "Coarse", "", "99999999999"}) {
+        expectRefused({"--order", order}, "expected a number of states, coarse, middle or fine");
+    }
+    for (const char* option : {"--curve-tolerance", "--damping", "--gain-tolerance"}) {
+        expectRefused({option, "much"}, option);
+        expectRefused({option}, option);
+    }
+    expectRefused({"--aligned"}, "--state-space");
+}
+
 TEST(Program, ReportsOneLineThatNamesTheFile) {
     const TemporaryFolder folder;
     const std::string path = folder.file("missing\nfile.fir");
@@ -105,7 +131,7 @@ TEST(Program, ReportsOneLineThatNamesTheFile) {
 TEST(Program, FailsIfItsResultCannotBePrinted) {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"--help"}, {"info", exampleModel("wood_berry.fir")}}) {
-        const ProgramRun run = runQormath(arguments, {.largestFile = {}, .standardOutput = "/dev/full"});
+        const ProgramRun run = runQormath(arguments, {.standardOutput = "/dev/full"});
         EXPECT_EQ(run.status, 1);
         EXPECT_EQ(run.err, "qormath: standard output: the result cannot be written\n");
     }

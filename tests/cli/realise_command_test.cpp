@@ -11,6 +11,7 @@
 #include "model_file.hpp"
 #include "program_run.hpp"
 #include "system_file.hpp"
+#include "system_responses.hpp"
 
 namespace qormath::cli {
 namespace {
@@ -18,16 +19,15 @@ namespace {
 using nlohmann::json;
 using qormath::test::exampleModel;
 using qormath::test::ProgramRun;
+using qormath::test::replacedIn;
 using qormath::test::runQormath;
+using qormath::test::stepResponse;
 using qormath::test::TemporaryFolder;
 using qormath::test::textOfFile;
 using qormath::test::writeFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-const char* const plants[] = {"heavy_oil_fractionator.fir", "wood_berry.fir", "ogunnaike_ray.fir", "surge_drum.fir",
-                              "single_lag_30.fir",          "null_pairs.fir", "old_version.fir"};
 
 /// The table of a run as JSON.
 json realised(const std::vector<std::string>& arguments) {
@@ -37,31 +37,6 @@ json realised(const std::vector<std::string>& arguments) {
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "");
     return json::parse(run.out);
-}
-
-/// The step response of a system file at the samples 0 to count - 1, by the definition.
-std::vector<double> stepResponse(const json& system, std::size_t output, std::size_t input, int count) {
-    const auto states = system["states"].get<std::size_t>();
-    const auto a = system["A"].get<std::vector<std::vector<double>>>();
-    const auto b = system["B"].get<std::vector<std::vector<double>>>();
-    const auto c = system["C"].get<std::vector<std::vector<double>>>();
-    const auto d = system["D"].get<std::vector<std::vector<double>>>();
-    std::vector<double> x(states, 0.0);
-    std::vector<double> response;
-    for (int k = 0; k < count; ++k) {
-        double y = d[output][input];
-        std::vector<double> next(states, 0.0);
-        for (std::size_t i = 0; i < states; ++i) {
-            y += c[output][i] * x[i];
-            next[i] = b[i][input];
-            for (std::size_t j = 0; j < states; ++j) {
-                next[i] += a[i][j] * x[j];
-            }
-        }
-        x = next;
-        response.push_back(y);
-    }
-    return response;
 }
 
 /// The solution X of (I - A) X = B by elimination with partial pivoting, and D + C X of it.
@@ -118,9 +93,9 @@ double valueOf(const json& table, const char* error) {
 
 TEST(RealiseCommand, ComesCloseToEveryPlant) {
     const TemporaryFolder folder;
-    for (const char* plant : plants) {
+    for (const char* plant : qormath::test::examplePlants) {
         SCOPED_TRACE(plant);
-        const json table = realised({exampleModel(plant), "-o", folder.file("system.json")});
+        const json table = realised({exampleModel(std::string(plant) + ".fir"), "-o", folder.file("system.json")});
         // The gain is corrected to what the correction itself can round off.
         EXPECT_LT(valueOf(table, "largestGainError"), 1e-9);
         EXPECT_LT(valueOf(table, "largestCurveErrorPercent"), 1.0);
@@ -288,12 +263,6 @@ std::string errorFor(const std::string& text) {
     return run.err.substr(std::min(start.size(), run.err.size()));
 }
 
-std::string replacedIn(std::string text, const std::string& old, const std::string& replacement) {
-    const std::size_t place = text.find(old);
-    EXPECT_NE(place, std::string::npos) << old;
-    return text.replace(place, old.size(), replacement);
-}
-
 std::string counts(int inputs, int outputs, int coefficients, int values) {
     std::string text = "comment\n0\n";
     for (const int count : {inputs, outputs, coefficients, values}) {
@@ -365,12 +334,23 @@ TEST(RealiseCommand, RefusesAPlaceThatCannotBeWritten) {
     EXPECT_THAT(folder.names(), IsEmpty());
 }
 
+TEST(RealiseCommand, RefusesToWriteTheSystemOverTheModel) {
+    const TemporaryFolder folder;
+    const std::string model = folder.file("model.fir");
+    const std::string text = textOfFile(exampleModel("single_lag_30.fir"));
+    writeFile(model, text);
+    const ProgramRun run = runQormath({"realise", model, "-o", model});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "qormath: " + model + ": cannot be written: the model is read from there\n");
+    EXPECT_EQ(textOfFile(model), text);
+}
+
 TEST(RealiseCommand, LeavesTheOldFileOnAFullDisk) {
     const TemporaryFolder folder;
     const std::string system = folder.file("system.json");
     writeFile(system, "old");
-    const ProgramRun run = runQormath({"realise", exampleModel("heavy_oil_fractionator.fir"), "-o", system},
-                                      {.largestFile = 4096, .standardOutput = {}});
+    const ProgramRun run =
+        runQormath({"realise", exampleModel("heavy_oil_fractionator.fir"), "-o", system}, {.largestFile = 4096});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "qormath: " + system + ": cannot be written: File too large\n");

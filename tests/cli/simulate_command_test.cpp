@@ -168,8 +168,7 @@ TEST_F(SimulateCommand, RefusesAPlaceThatCannotBeWritten) {
 TEST_F(SimulateCommand, LeavesTheOldFileOnAFullDisk) {
     const std::string path = folder.file("old.fir");
     writeFile(path, "old");
-    const ProgramRun result =
-        runQormath({"simulate", system, "--like", reference, "-o", path}, {.largestFile = 512, .standardOutput = {}});
+    const ProgramRun result = runQormath({"simulate", system, "--like", reference, "-o", path}, {.largestFile = 512});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "qormath: " + path + ": cannot be written: File too large\n");
@@ -213,6 +212,14 @@ TEST(TheRoad, ComparesTheSimulationAsItComparedTheRealisation) {
          {"states", "sampleTime", "ramps", "largestGainError", "largestRampRateError", "largestCurveErrorPercent"}) {
         EXPECT_EQ(one[fact], two[fact]) << fact;
     }
+}
+
+TEST_F(SimulateCommand, RefusesToWriteTheModelOverTheSystem) {
+    const std::string text = textOfFile(system);
+    const ProgramRun run = runQormath({"simulate", system, "--like", reference, "-o", system});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "qormath: " + system + ": cannot be written: the system is read from there\n");
+    EXPECT_EQ(textOfFile(system), text);
 }
 
 }  // namespace
