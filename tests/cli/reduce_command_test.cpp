@@ -172,7 +172,7 @@ TEST(ReduceCommand, BringsEveryPlantWithinOnePercentOfItsCurves) {
         const FileCurves found(folder.file("reduced.fir"));
         const double distance = largestDistancePercent(found, wanted);
         EXPECT_LE(distance, 1.0 + 100.0 * rounding);
-        // The start of a curve, which a file does not hold, counts in the table.
+        // An input in small units is measured more strictly.
         EXPECT_LE(distance, valueOf(table, "largestCurveErrorPercent") + 100.0 * rounding);
         EXPECT_EQ(table["isWithinTolerance"], true);
         EXPECT_EQ(pairsOf(found), pairsOf(wanted));

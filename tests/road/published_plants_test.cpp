@@ -12,10 +12,13 @@
 #include <qormath/core/arithmetic.hpp>
 #include <qormath/models/lti_fir_model.hpp>
 
+#include "example_models.hpp"
 #include "support/curve_errors.hpp"
 
 using qormath::test::curveError;
+using qormath::test::exampleModel;
 using qormath::test::gainError;
+using qormath::test::readModel;
 using QorMathLA::Matrix;
 using QorMathLA::Vector;
 
@@ -28,13 +31,6 @@ constexpr double retainedGainError = 1e-9;
 constexpr double rampRateError = 1e-7;
 constexpr double retainedCurveError = 1e-2;
 
-LTIFIRModel readModel(const fs::path& path) {
-    LTIFIRModel model;
-    std::string name = path.string();
-    EXPECT_TRUE(model.ReadModel(name.data())) << name;
-    return model;
-}
-
 nlohmann::json description(const std::string& plant) {
     std::ifstream file(fs::path(QORMATH_EXAMPLE_MODELS) / (plant + ".json"));
     return nlohmann::json::parse(file);
@@ -42,7 +38,7 @@ nlohmann::json description(const std::string& plant) {
 
 class PublishedPlant : public testing::TestWithParam<std::string> {
   protected:
-    LTIFIRModel model_ = readModel(fs::path(QORMATH_EXAMPLE_MODELS) / (GetParam() + ".fir"));
+    LTIFIRModel model_ = exampleModel(GetParam());
 
     LTIFIRModel realisedCurves(bool retainGain) {
         return LTIFIRModel(model_.CreateStateSpaceModel(retainGain, 0, nullptr), model_);
@@ -132,19 +128,17 @@ TEST_P(PublishedPlant, ComesBackFromAFileAsItWasWritten) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Examples, PublishedPlant,
-                         testing::Values("heavy_oil_fractionator", "null_pairs", "ogunnaike_ray", "old_version",
-                                         "single_lag_30", "surge_drum", "wood_berry"),
+INSTANTIATE_TEST_SUITE_P(Examples, PublishedPlant, testing::ValuesIn(qormath::test::exampleNames),
                          [](const testing::TestParamInfo<std::string>& plant) { return plant.param; });
 
 TEST(PublishedPlants, OfHeavyOilStayWithinPointSixPercentWithoutRetainedGain) {
-    LTIFIRModel model = readModel(fs::path(QORMATH_EXAMPLE_MODELS) / "heavy_oil_fractionator.fir");
+    LTIFIRModel model = exampleModel("heavy_oil_fractionator");
     const LTIFIRModel back(model.CreateStateSpaceModel(false, 0, nullptr), model);
     EXPECT_LE(curveError(back, model), 6e-3);
 }
 
 TEST(PublishedPlants, OfWoodAndBerryStayWithinAHundredthOfAPercentWithoutRetainedGain) {
-    LTIFIRModel model = readModel(fs::path(QORMATH_EXAMPLE_MODELS) / "wood_berry.fir");
+    LTIFIRModel model = exampleModel("wood_berry");
     const LTIFIRModel back(model.CreateStateSpaceModel(false, 0, nullptr), model);
     EXPECT_LE(curveError(back, model), 1e-4);
 }
