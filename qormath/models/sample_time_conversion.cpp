@@ -4,6 +4,7 @@
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/control_utility/bilineartransformfort.hpp>
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 #include <qormath/models/detail/augmented.hpp>
 #include <qormath/models/detail/held_logarithm.hpp>
@@ -127,6 +128,31 @@ Matrix<double> power(const Matrix<double>& matrix, int exponent) {
     return result;
 }
 
+bool allFinite(const Matrix<double>& matrix) {
+    return qormath::lapack::allFinite(matrix.rows(), matrix.cols(), matrix.numericData(true), matrix.storedRows);
+}
+
+/// exp(m). ExpM shifts m by its mean eigenvalue, and so overflows where one eigenvalue lies far below the others: a
+/// fast mode of a stiff model. There the exponential of a part of m is squared up, which for a stable model keeps in
+/// range.
+Matrix<double> exponentialOf(const Matrix<double>& m) {
+    // The largest double halved so often is below 1.
+    constexpr int mostHalvings = std::numeric_limits<double>::max_exponent;
+    Matrix<double> e = QorMathControl::ExpM(m, 1.0);
+    if (!allFinite(m)) {
+        return e;
+    }
+    int halvings = 0;
+    while (!allFinite(e) && halvings < mostHalvings) {
+        ++halvings;
+        e = QorMathControl::ExpM(m, std::ldexp(1.0, -halvings));
+    }
+    for (int k = 0; k < halvings; ++k) {
+        e = e * e;
+    }
+    return e;
+}
+
 }  // namespace
 
 void QorMathControl::Continuous2Discrete(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
@@ -152,7 +178,7 @@ void QorMathControl::Continuous2Discrete_ZOH(Matrix<double>& a, Matrix<double>& 
     const int n = a.rows();
     const Matrix<double> exponent = augmented(a * sampleTime, b * sampleTime, 0.0);
     if (exponent.rows() > 0) {
-        extract(ExpM(exponent, 1.0), n, a, b);
+        extract(exponentialOf(exponent), n, a, b);
     }
 }
 

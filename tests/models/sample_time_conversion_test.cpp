@@ -179,6 +179,34 @@ TEST(Continuous2DiscreteByHold, HasTheTransferFunctionOfTheSeriesForEveryFamily)
     }
 }
 
+TEST(Continuous2DiscreteByHold, OfAStiffModelHasItsFastModesSettled) {
+    for (const double fast : {-3e3, -1e5, -1e9}) {
+        SCOPED_TRACE(fast);
+        const System stiff{matrixOf({{-0.01, 0.5}, {0, fast}}), matrixOf({{1}, {-fast}}), matrixOf({{1, 0}}),
+                           matrixOf({{0}})};
+        const System discrete = toDiscrete(stiff, 1.0, zeroOrderHold);
+        // The exponential's bound of 20 n eps norm for order 3, a row sum of 2 |fast| and a result of norm 2.
+        const double bound = 20.0 * 3 * unitRoundoff * 2.0 * std::fabs(fast) * 2.0;
+        // x1 = -0.01 x1 + 0.5 x2 + u, x2 = fast (x2 - u), solved by hand.
+        const double slow = std::exp(-0.01);
+        const double lead = 0.5 / (-fast - 0.01);
+        EXPECT_NEAR(discrete.a(0, 0), slow, bound);
+        EXPECT_NEAR(discrete.a(0, 1), lead * slow, bound);
+        EXPECT_NEAR(discrete.a(1, 0), 0.0, bound);
+        EXPECT_NEAR(discrete.a(1, 1), 0.0, bound);
+        EXPECT_NEAR(discrete.b(0, 0), (1.0 - slow) / 0.01 * 1.5 - lead * slow, bound);
+        EXPECT_NEAR(discrete.b(1, 0), 1.0, bound);
+    }
+}
+
+TEST(Continuous2DiscreteByHold, PassesOnWhatIsNotFiniteAndWhatTrulyOverflows) {
+    const System unstable{matrixOf({{800, 0}, {0, -800}}), matrixOf({{1}, {1}}), matrixOf({{1, 1}}), matrixOf({{0}})};
+    EXPECT_FALSE(std::isfinite(toDiscrete(unstable, 1.0, zeroOrderHold).a(0, 0)));
+    const System unknown{matrixOf({{std::nan(""), 0}, {0, -1}}), matrixOf({{1}, {1}}), matrixOf({{1, 1}}),
+                         matrixOf({{0}})};
+    EXPECT_TRUE(std::isnan(toDiscrete(unknown, 1.0, zeroOrderHold).a(0, 0)));
+}
+
 TEST(Continuous2DiscreteByHold, LeavesOutputsAndFeedthroughAsTheyAre) {
     const System system = randomSystem(slow, 0.3, 4201);
     const System discrete = toDiscrete(system, 0.5, zeroOrderHold);
