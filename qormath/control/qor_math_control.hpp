@@ -222,8 +222,8 @@ class QORMATH_API QorMathControl {
     /// zeroOrderHold: the inputs stay between the samples, where the result is exact: with E the exponential of
     /// [a b; 0 0] sampleTime, a and b become the top blocks of E; c and d stay. Nothing is inverted, so that
     /// integrators are nothing special. The error is about eps times the norm of [a b] sampleTime, that of the fastest
-    /// mode. Any other type: Tustin's rule, s = (2 / sampleTime) (z - 1) / (z + 1), which changes all four and keeps the
-    /// values of the frequency response: the one at tan(w sampleTime / 2) 2 / sampleTime goes to w.
+    /// mode. Any other type: Tustin's rule, s = (2 / sampleTime) (z - 1) / (z + 1), which changes all four. The
+    /// frequency response at w becomes that of the continuous model at (2 / sampleTime) tan(w sampleTime / 2).
     ///
     /// With zeroOrderHold throws xmsg 5 "Matrix appendToRight" or "Matrix appendToBottom" where a and b do not fit, and
     /// the failures of ExpM. Otherwise throws xmsg 9 for a transposed matrix, and the int -1 if the shapes do not fit,
