@@ -123,10 +123,12 @@ bool diagonalizeWeight(RiccatiProblem& problem) {
     for (const double value : values) {
         largest = std::max(largest, std::abs(value));
     }
+    // The eigenvalues of a matrix that is not diagonal have a rounding of their own.
+    const double cut = (isDiagonal(m, problem.r) ? 1.0 : m) * pseudoInverseCut * largest;
     std::vector<int> kept;
     for (int j = 0; j < m; ++j) {
         const double modulus = std::abs(values[static_cast<std::size_t>(j)]);
-        if (modulus > 0.0 && modulus >= pseudoInverseCut * largest) {
+        if (modulus > 0.0 && modulus >= cut) {
             kept.push_back(j);
         }
     }

@@ -42,7 +42,8 @@ void symmetrize(int n, std::vector<double>& a);
 /// Turns the inputs by an orthogonal transformation and leaves out those that do not take part in the equation.
 ///
 /// Continuous: r becomes diagonal, and the inputs in its kernel go, which is what a pseudo-inverse of r does with them;
-/// an eigenvalue counts as zero from 2^-52 times the largest on, as with the pseudo-inverse of the library.
+/// an eigenvalue counts as zero below 2^-52 times the largest, as with the pseudo-inverse of the library, or m times
+/// that where r is not diagonal, for it has then been rounded.
 /// Discrete: the inputs go that reach neither the state nor the cost, directions in the common kernel of b, s and r.
 /// They would make r + b' x b singular whatever x is; an r that is singular by itself stays as it is.
 ///

@@ -23,7 +23,7 @@ namespace qormath::control_utility {
 ///   singular, or numbers out of range.
 ///
 /// r may be singular. In discrete time that is no matter of its own. In continuous time inputs in the kernel of r are
-/// left alone, as by a pseudo-inverse of r with the relative cut 2^-52.
+/// left alone, as by a pseudo-inverse of r; see leaveOutIdleInputs (riccati_problem.hpp) for its cut.
 ///
 /// Steps: inputs that take no part are left out; states, cost and inputs are scaled by powers of two; a direct solution
 /// is found (riccati_subspace.hpp), refined by Newton's method until its residual stops falling and judged
