@@ -114,8 +114,8 @@ class QORMATH_API QorMathControl {
     /// where two lie close together. It estimates its own error as eps times the largest column sum above the diagonal
     /// of the Schur form, divided by the smallest difference. An estimate beyond 1000 eps is checked by the relative
     /// residual of the exponential, in the largest row sum; if that is beyond 1000 eps too, the recurrence is run once
-    /// more on a, rotated by a fixed orthogonal matrix, and that result stands, good or bad: near a defective
-    /// eigenvalue of multiplicity k it is good to about the k-th root of eps.
+    /// more on a, rotated by a fixed orthogonal matrix, and that result stands, good or bad: a Jordan block of order 2
+    /// comes out to about root, several equal eigenvalues of which some are coupled to a few digits or none.
     ///
     /// An eigenvalue of exactly zero gives infinite or NaN elements. Throws the int -1 if a is not square, holds NaN or
     /// infinity, or the Schur form fails. An empty matrix gives an empty one.

@@ -188,13 +188,13 @@ TEST(Continuous2DiscreteByHold, OfAStiffModelHasItsFastModesSettled) {
         // The exponential's bound of 20 n eps norm for order 3, a row sum of 2 |fast| and a result of norm 2.
         const double bound = 20.0 * 3 * unitRoundoff * 2.0 * std::fabs(fast) * 2.0;
         // x1 = -0.01 x1 + 0.5 x2 + u, x2 = fast (x2 - u), solved by hand.
-        const double slow = std::exp(-0.01);
+        const double decay = std::exp(-0.01);
         const double lead = 0.5 / (-fast - 0.01);
-        EXPECT_NEAR(discrete.a(0, 0), slow, bound);
-        EXPECT_NEAR(discrete.a(0, 1), lead * slow, bound);
+        EXPECT_NEAR(discrete.a(0, 0), decay, bound);
+        EXPECT_NEAR(discrete.a(0, 1), lead * decay, bound);
         EXPECT_NEAR(discrete.a(1, 0), 0.0, bound);
         EXPECT_NEAR(discrete.a(1, 1), 0.0, bound);
-        EXPECT_NEAR(discrete.b(0, 0), (1.0 - slow) / 0.01 * 1.5 - lead * slow, bound);
+        EXPECT_NEAR(discrete.b(0, 0), (1.0 - decay) / 0.01 * 1.5 - lead * decay, bound);
         EXPECT_NEAR(discrete.b(1, 0), 1.0, bound);
     }
 }
