@@ -221,7 +221,7 @@ class QORMATH_API QorMathControl {
     ///
     /// zeroOrderHold: the inputs stay between the samples, where the result is exact: with E the exponential of
     /// [a b; 0 0] sampleTime, a and b become the top blocks of E; c and d stay. Nothing is inverted, so that
-    /// integrators are nothing special. The error is about eps times the norm of [a b] sampleTime, that of the fastest
+    /// integrators are nothing special. The error is about eps times the norm of a sampleTime, that of the fastest
     /// mode. Any other type: Tustin's rule, s = (2 / sampleTime) (z - 1) / (z + 1), which changes all four. The
     /// frequency response at w becomes that of the continuous model at (2 / sampleTime) tan(w sampleTime / 2).
     ///

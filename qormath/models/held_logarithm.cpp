@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <vector>
@@ -33,24 +32,10 @@ constexpr double integratorRadius = 1e-2;
 // state. Twenty are left over for chains with large elements.
 constexpr int plainTerms = 30;
 
-// Both this power of two and its reciprocal are numbers.
-constexpr int largestExponent = 1000;
-
-/// For each column the power of two that brings its largest element into [1/2, 1); 1 for a column without any.
-Vector<double> columnScalesOf(const Matrix<double>& b) {
-    Vector<double> scales(b.cols());
-    for (int j = 0; j < b.cols(); ++j) {
-        int exponent = 0;
-        std::frexp(b.column(j).maxAbs(), &exponent);
-        scales[j] = std::ldexp(1.0, -std::clamp(exponent, -largestExponent, largestExponent));
-    }
-    return scales;
-}
-
 /// By LogM of the whole matrix. The inputs are brought to one scale first: a large column is lost on the residual that
 /// LogM judges itself by, and a small one in the rounding of the others.
 void replaceDirectly(Matrix<double>& a, Matrix<double>& b) {
-    const Vector<double> scales = columnScalesOf(b);
+    const Vector<double> scales = columnScalesOf(b, 1.0);
     const ComplexMatrix<double> logarithm = QorMathControl::LogM(augmented(a, b.scaleColumnsBy(scales), 1.0));
     Matrix<double> real(logarithm.rows(), logarithm.cols());
     for (int j = 0; j < real.cols(); ++j) {
@@ -59,9 +44,7 @@ void replaceDirectly(Matrix<double>& a, Matrix<double>& b) {
         }
     }
     extract(real, a.rows(), a, b);
-    for (int j = 0; j < b.cols(); ++j) {
-        b.column(j) *= 1.0 / scales[j];
-    }
+    undoColumnScales(b, scales);
 }
 
 /// With x = a - I: a becomes log(I + x) = x s and b becomes s b, where s = I - x / 2 + x^2 / 3 - ...

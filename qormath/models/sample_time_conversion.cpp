@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -10,7 +11,9 @@
 #include <qormath/models/detail/held_logarithm.hpp>
 
 using qormath::models::augmented;
+using qormath::models::columnScalesOf;
 using qormath::models::extract;
+using qormath::models::undoColumnScales;
 using QorMathLA::Matrix;
 using QorMathLA::product;
 using QorMathLA::Range;
@@ -176,9 +179,14 @@ void QorMathControl::Discrete2Continuous(Matrix<double>& a, Matrix<double>& b, M
 void QorMathControl::Continuous2Discrete_ZOH(Matrix<double>& a, Matrix<double>& b, Matrix<double>& /*c*/,
                                              Matrix<double>& /*d*/, double sampleTime) {
     const int n = a.rows();
-    const Matrix<double> exponent = augmented(a * sampleTime, b * sampleTime, 0.0);
+    // The error goes by the norm of the whole, and so inputs are brought to that of the states.
+    const Matrix<double> states = a * sampleTime;
+    const Matrix<double> inputs = b * sampleTime;
+    const Vector<double> scales = columnScalesOf(inputs, std::max(1.0, states.maxAbs()));
+    const Matrix<double> exponent = augmented(states, inputs.scaleColumnsBy(scales), 0.0);
     if (exponent.rows() > 0) {
         extract(exponentialOf(exponent), n, a, b);
+        undoColumnScales(b, scales);
     }
 }
 

@@ -1,8 +1,33 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
+
 #include <qormath/core/arithmetic.hpp>
 
 namespace qormath::models {
+
+/// For each column the power of two that brings its largest element between a half of size and size; 1 or so for a
+/// column without any. The top right block of the exponential or logarithm of [a b; 0 D] is linear in b, so that inputs
+/// need not go through it in their own units.
+inline QorMathLA::Vector<double> columnScalesOf(const QorMathLA::Matrix<double>& b, double size) {
+    constexpr int largestExponent = 1000;  // up to this, the power of two and its reciprocal are both numbers
+    const int wanted = std::isfinite(size) ? std::ilogb(size) : 0;
+    QorMathLA::Vector<double> scales(b.cols());
+    for (int j = 0; j < b.cols(); ++j) {
+        int exponent = 0;
+        std::frexp(b.column(j).maxAbs(), &exponent);
+        scales[j] = std::ldexp(1.0, std::clamp(wanted - exponent, -largestExponent, largestExponent));
+    }
+    return scales;
+}
+
+/// Divides the columns by their scales.
+inline void undoColumnScales(QorMathLA::Matrix<double>& b, const QorMathLA::Vector<double>& scales) {
+    for (int j = 0; j < b.cols(); ++j) {
+        b.column(j) *= 1.0 / scales[j];
+    }
+}
 
 /// [a b; 0 D] with D a multiple of the identity, as many rows as b has columns: with inputs that stay, one step of
 /// states and inputs together.
