@@ -3,6 +3,7 @@
 // Reads the published Riccati equations of tests/data/riccati, whose README names their sources.
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
@@ -61,7 +62,8 @@ inline std::vector<RiccatiEquation> readRiccatiFolder(const std::filesystem::pat
     return problems;
 }
 
-/// The problems of the files, and those that are generated with their parameters varied.
+/// The problems of the files, and those that are generated with their parameters varied, in the order of the
+/// collections.
 inline std::vector<RiccatiEquation> publishedRiccatiEquations(const std::filesystem::path& folder) {
     std::vector<RiccatiEquation> all = readRiccatiFolder(folder);
     const auto addAll = [&all](RiccatiEquation (*make)(double), std::initializer_list<double> parameters) {
@@ -88,6 +90,10 @@ inline std::vector<RiccatiEquation> publishedRiccatiEquations(const std::filesys
     addAll(darex23, {1e2, 1e4});
     addAll(darex25, {1e2, 1e4, 1e6});
     addSizes(darex41, {10, 50});
+    constexpr std::size_t numberEnd = sizeof("carex_1_01") - 1;
+    std::stable_sort(all.begin(), all.end(), [](const RiccatiEquation& one, const RiccatiEquation& other) {
+        return one.name.compare(0, numberEnd, other.name, 0, numberEnd) < 0;
+    });
     return all;
 }
 

@@ -36,7 +36,7 @@ inline void PrintTo(const RiccatiEquation& equation, std::ostream* stream) {
 
 namespace riccati_detail {
 
-inline const char* const growingAsymmetry = "rounding brings an antisymmetric part, which grows in every step";
+inline const char* const growingAsymmetry = "Newton: rounding brings an antisymmetric part, which grows in every step";
 
 inline QorMathLA::Matrix<double> scaledIdentity(int n, double value) {
     QorMathLA::Matrix<double> result = QorMathLA::zeroMatrix(n, n);
@@ -129,7 +129,7 @@ inline RiccatiEquation carex24(double eps) {
     p.x(0, 0) = p.x(1, 1) = 0.5 * (large + small);
     p.x(0, 1) = p.x(1, 0) = 0.5 * (large - small);
     if (eps < 1e-7) {
-        p.noSolution = "closed-loop eigenvalues within rounding of the imaginary axis";
+        p.noSolution = "refused: closed-loop eigenvalues within rounding of the imaginary axis";
     }
     return p;
 }
@@ -150,11 +150,11 @@ inline RiccatiEquation carex25(double eps) {
     p.x.fill(1.0);
     p.x(0, 0) = 2.0;
     if (eps < 1e-5) {
-        p.newtonLoses = "the steps' equations are near singular";
+        p.newtonLoses = "Newton: the equations of its steps are near singular";
     }
     if (eps < 1e-7) {
-        p.noSolution = eps == 0.0 ? "closed-loop eigenvalues on the imaginary axis"
-                                  : "closed-loop eigenvalues within rounding of the imaginary axis";
+        p.noSolution = eps == 0.0 ? "no stabilising solution: closed-loop eigenvalues on the imaginary axis"
+                                  : "refused: closed-loop eigenvalues within rounding of the imaginary axis";
     }
     return p;
 }
@@ -198,7 +198,7 @@ inline RiccatiEquation carex28(double eps) {
     p.r(0, 0) = 1.0;
     p.newtonLoses = riccati_detail::growingAsymmetry;
     if (eps < 1e-7) {  // they are at about -eps^2 / 2
-        p.noSolution = "closed-loop eigenvalues within rounding of the imaginary axis";
+        p.noSolution = "refused: closed-loop eigenvalues within rounding of the imaginary axis";
     }
     return p;
 }
@@ -262,7 +262,7 @@ inline RiccatiEquation carex41Weighted(int n, double q, double r) {
 inline RiccatiEquation carex41(int n) {
     RiccatiEquation p = carex41Weighted(n, 1.0, 1.0);
     if (n > 32) {
-        p.noSolution = "the elements of the solution reach over more than the digits of a number";
+        p.noSolution = "refused: the elements of the solution reach over more than the digits of a number";
     }
     return p;
 }
@@ -359,7 +359,7 @@ inline RiccatiEquation darex41(int n) {
     p.b(n - 1, 0) = 1.0;
     p.r(0, 0) = 1.0;
     if (n > 32) {
-        p.newtonLoses = "the random start does not stabilise";
+        p.newtonLoses = "Newton: the random start does not stabilise";
     }
     return p;
 }
