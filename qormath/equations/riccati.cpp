@@ -1,6 +1,7 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
-#include <cstring>
+#include <cstdint>
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/control_utility/riccatifort.hpp>
@@ -48,7 +49,7 @@ void drawStart(Matrix<double>& x) {
 bool isSame(const Matrix<double>& left, const Matrix<double>& right) {
     auto other = right.begin();
     for (const double& element : left) {
-        if (std::memcmp(&element, &*other, sizeof element) != 0) {
+        if (std::bit_cast<std::uint64_t>(element) != std::bit_cast<std::uint64_t>(*other)) {
             return false;
         }
         ++other;
