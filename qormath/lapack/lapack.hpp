@@ -196,7 +196,8 @@ inline int gees(int n, double* a, int lda, double* wr, double* wi, double* vs, i
                               atLeastOne(ldvs), work, lwork, &bwork);
 }
 
-/// Eigenvalues (ascending) and vectors of a symmetric matrix of which the upper triangle is read; a becomes the vectors.
+/// Eigenvalues (ascending) and vectors of a symmetric matrix of which the upper triangle is read; a becomes the
+/// vectors.
 inline int syev(int n, double* a, int lda, double* w, double* work, int lwork) {
     return LAPACKE_dsyev_work(LAPACK_COL_MAJOR, 'V', 'U', n, a, atLeastOne(lda), w, work, lwork);
 }
