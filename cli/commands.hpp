@@ -18,9 +18,11 @@ struct Console {
 // Each adds its command to the program. The command runs while the program parses its arguments, and throws
 // ProgramError.
 
+void addConvertCommand(CLI::App& program, const Console& console);
 void addInfoCommand(CLI::App& program, const Console& console);
 void addRealiseCommand(CLI::App& program, const Console& console);
 void addReduceCommand(CLI::App& program, const Console& console);
+void addResampleCommand(CLI::App& program, const Console& console);
 void addSimulateCommand(CLI::App& program, const Console& console);
 
 }  // namespace qormath::cli

@@ -54,6 +54,8 @@ int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostrea
     addInfoCommand(program, console);
     addRealiseCommand(program, console);
     addSimulateCommand(program, console);
+    addConvertCommand(program, console);
+    addResampleCommand(program, console);
     // Set last, for a command takes the footer that the program has when it is added.
     program.footer("'qormath COMMAND --help' describes a command.");
 
