@@ -12,31 +12,28 @@
 #include "program_run.hpp"
 #include "system_file.hpp"
 #include "system_responses.hpp"
+#include "tables.hpp"
 
 namespace qormath::cli {
 namespace {
 
 using nlohmann::json;
 using qormath::test::exampleModel;
+using qormath::test::jsonOf;
 using qormath::test::ProgramRun;
 using qormath::test::replacedIn;
 using qormath::test::runQormath;
 using qormath::test::stepResponse;
 using qormath::test::TemporaryFolder;
 using qormath::test::textOfFile;
+using qormath::test::valueOf;
 using qormath::test::writeFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// The table of a run as JSON.
 json realised(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words{"realise", "--json"};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    const ProgramRun run = runQormath(words);
-    EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.err, "");
-    return json::parse(run.out);
+    return qormath::test::tableOf("realise", arguments);
 }
 
 /// The solution X of (I - A) X = B by elimination with partial pivoting, and D + C X of it.
@@ -87,10 +84,6 @@ double largestOf(const std::vector<double>& row) {
     return largest;
 }
 
-double valueOf(const json& table, const char* error) {
-    return table[error]["value"].get<double>();
-}
-
 TEST(RealiseCommand, ComesCloseToEveryPlant) {
     const TemporaryFolder folder;
     for (const char* plant : qormath::test::examplePlants) {
@@ -111,8 +104,8 @@ TEST(RealiseCommand, WritesASystemWithTheGainsOfTheFileAndThePublishedPlant) {
          {"heavy_oil_fractionator", "wood_berry", "ogunnaike_ray", "null_pairs", "old_version"}) {
         SCOPED_TRACE(plant);
         realised({exampleModel(plant + ".fir"), "-o", folder.file("system.json")});
-        const auto gains = steadyGain(json::parse(textOfFile(folder.file("system.json"))));
-        const json published = json::parse(textOfFile(exampleModel(plant + ".json")));
+        const auto gains = steadyGain(jsonOf(folder.file("system.json")));
+        const json published = jsonOf(exampleModel(plant + ".json"));
         const auto ofFile = published["file_gain"].get<std::vector<std::vector<double>>>();
         const auto exact = published["exact_gain"].get<std::vector<std::vector<double>>>();
         // The curves end before they have settled; so far is the file from the plant.
@@ -136,8 +129,8 @@ TEST(RealiseCommand, WritesASystemWithTheGainsOfTheFileAndThePublishedPlant) {
 TEST(RealiseCommand, WritesARampThatRisesAtThePublishedRate) {
     const TemporaryFolder folder;
     realised({exampleModel("surge_drum.fir"), "-o", folder.file("system.json")});
-    const json system = json::parse(textOfFile(folder.file("system.json")));
-    const json published = json::parse(textOfFile(exampleModel("surge_drum.json")));
+    const json system = jsonOf(folder.file("system.json"));
+    const json published = jsonOf(exampleModel("surge_drum.json"));
     for (std::size_t i = 0; i < 3; ++i) {
         // By then the slowest other mode has gone, and the rise is that of the integrator alone.
         const std::vector<double> response = stepResponse(system, 0, i, 3000);
@@ -161,7 +154,7 @@ TEST(RealiseCommand, ComesCloserToTheCurvesWithoutRetainingTheGain) {
 TEST(RealiseCommand, WritesASystemFile) {
     const TemporaryFolder folder;
     const json table = realised({exampleModel("surge_drum.fir"), "-o", folder.file("system.json")});
-    const json system = json::parse(textOfFile(folder.file("system.json")));
+    const json system = jsonOf(folder.file("system.json"));
     EXPECT_EQ(system["format"], "qormath-system");
     EXPECT_EQ(system["type"], "discrete");
     EXPECT_EQ(system["sampleTime"], 20.0);
@@ -178,7 +171,7 @@ TEST(RealiseCommand, WritesASystemWhoseLaterStepResponseIsTheCurve) {
     const TemporaryFolder folder;
     const LTIFIRModel model = readModelFile(exampleModel("wood_berry.fir"));
     realised({exampleModel("wood_berry.fir"), "-o", folder.file("system.json"), "--no-retain-gain"});
-    const json system = json::parse(textOfFile(folder.file("system.json")));
+    const json system = jsonOf(folder.file("system.json"));
     for (std::size_t i = 0; i < 3; ++i) {
         for (std::size_t j = 0; j < 2; ++j) {
             const std::vector<double> response = stepResponse(system, j, i, model.coefficientCount + 2);
@@ -195,7 +188,7 @@ TEST(RealiseCommand, WritesAnAlignedSystemWhoseStepResponseIsTheCurve) {
     const TemporaryFolder folder;
     const LTIFIRModel model = readModelFile(exampleModel("wood_berry.fir"));
     realised({exampleModel("wood_berry.fir"), "-o", folder.file("system.json"), "--no-retain-gain", "--aligned"});
-    const json system = json::parse(textOfFile(folder.file("system.json")));
+    const json system = jsonOf(folder.file("system.json"));
     EXPECT_EQ(system["curveOffset"], 0);
     for (std::size_t i = 0; i < 3; ++i) {
         for (std::size_t j = 0; j < 2; ++j) {
@@ -223,7 +216,7 @@ TEST(RealiseCommand, KeepsASampleTimeOfPartsOfASecond) {
     text.replace(text.find("       30.000000"), 16, "        0.166667");  // minutes: 10 s for 30 coefficients
     writeFile(folder.file("model.fir"), text);
     realised({folder.file("model.fir"), "-o", folder.file("system.json")});
-    const json system = json::parse(textOfFile(folder.file("system.json")));
+    const json system = jsonOf(folder.file("system.json"));
     EXPECT_EQ(system["sampleTime"], 10.0 / 30.0);
 }
 

@@ -23,6 +23,7 @@
 #include "program_run.hpp"
 #include "system_file.hpp"
 #include "system_responses.hpp"
+#include "tables.hpp"
 #include "text.hpp"
 
 namespace qormath::cli {
@@ -31,6 +32,7 @@ namespace {
 using nlohmann::json;
 using qormath::test::exampleModel;
 using qormath::test::examplePlants;
+using qormath::test::jsonOf;
 using qormath::test::PlainCurve;
 using qormath::test::PlainFIRFile;
 using qormath::test::ProgramRun;
@@ -39,6 +41,7 @@ using qormath::test::runQormath;
 using qormath::test::stepResponses;
 using qormath::test::TemporaryFolder;
 using qormath::test::textOfFile;
+using qormath::test::valueOf;
 using qormath::test::writeFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -53,22 +56,8 @@ constexpr double relativeRateError = 1e-7;
 /// By then the slowest mode of the examples has gone to below rounding.
 constexpr int settled = 4000;
 
-/// The table of a run as JSON; the run is to succeed without a word on standard error.
 json reduced(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words{"reduce", "--json"};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    const ProgramRun run = runQormath(words);
-    EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.err, "");
-    return json::parse(run.out);
-}
-
-json jsonOf(const std::string& path) {
-    return json::parse(textOfFile(path));
-}
-
-double valueOf(const json& table, const char* error) {
-    return table[error]["value"].get<double>();
+    return qormath::test::tableOf("reduce", arguments);
 }
 
 /// The number that stood in a file, read in single precision.
@@ -163,63 +152,58 @@ void expectGainsOfFile(const json& system, const FileCurves& file) {
     }
 }
 
-TEST(ReduceCommand, BringsEveryPlantWithinOnePercentOfItsCurves) {
+/// Every example reduced by the default, and both files read.
+class ReducedExample : public testing::TestWithParam<const char*> {
+  protected:
+    static std::string example() { return exampleModel(std::string(GetParam()) + ".fir"); }
+
     const TemporaryFolder folder;
-    for (const std::string plant : examplePlants) {
-        SCOPED_TRACE(plant);
-        const json table = reduced({exampleModel(plant + ".fir"), "-o", folder.file("reduced.fir")});
-        const FileCurves wanted(exampleModel(plant + ".fir"));
-        const FileCurves found(folder.file("reduced.fir"));
-        const double distance = largestDistancePercent(found, wanted);
-        EXPECT_LE(distance, 1.0 + 100.0 * rounding);
-        // An input in small units is measured more strictly.
-        EXPECT_LE(distance, valueOf(table, "largestCurveErrorPercent") + 100.0 * rounding);
-        EXPECT_EQ(table["isWithinTolerance"], true);
-        EXPECT_EQ(pairsOf(found), pairsOf(wanted));
+    const json table =
+        reduced({example(), "-o", folder.file("reduced.fir"), "--state-space", folder.file("system.json")});
+    const FileCurves wanted{example()};
+    const FileCurves found{folder.file("reduced.fir")};
+};
+
+TEST_P(ReducedExample, LiesWithinOnePercentOfItsCurves) {
+    const double distance = largestDistancePercent(found, wanted);
+    EXPECT_LE(distance, 1.0 + 100.0 * rounding);
+    // An input in small units is measured more strictly.
+    EXPECT_LE(distance, valueOf(table, "largestCurveErrorPercent") + 100.0 * rounding);
+    EXPECT_LE(valueOf(table, "largestCurveErrorPercent"), 1.0);
+    EXPECT_EQ(table["isWithinTolerance"], true);
+    EXPECT_EQ(pairsOf(found), pairsOf(wanted));
+}
+
+TEST_P(ReducedExample, HasTheGainsAndRampRatesOfThePlant) {
+    expectGainsOfFile(jsonOf(folder.file("system.json")), wanted);
+    EXPECT_LE(valueOf(table, "largestGainError"), gainErrorOfPeak);
+    EXPECT_EQ(table["largestRampRateError"].is_null(), table["ramps"].empty());
+    if (!table["ramps"].empty()) {
+        EXPECT_LE(valueOf(table, "largestRampRateError"), relativeRateError);
     }
 }
 
-TEST(ReduceCommand, KeepsTheGainsAndRampRatesOfEveryPlant) {
-    const TemporaryFolder folder;
-    const std::string system = folder.file("system.json");
-    for (const std::string plant : examplePlants) {
-        SCOPED_TRACE(plant);
-        const json table =
-            reduced({exampleModel(plant + ".fir"), "-o", folder.file("reduced.fir"), "--state-space", system});
-        expectGainsOfFile(jsonOf(system), FileCurves(exampleModel(plant + ".fir")));
-        EXPECT_LE(valueOf(table, "largestGainError"), gainErrorOfPeak);
-        EXPECT_EQ(table["largestRampRateError"].is_null(), table["ramps"].empty());
-        if (!table["ramps"].empty()) {
-            EXPECT_LE(valueOf(table, "largestRampRateError"), relativeRateError);
-        }
+TEST_P(ReducedExample, HasTheNamesRampsAndTimesOfThePlant) {
+    EXPECT_EQ(found.file.coefficientCount, wanted.file.coefficientCount);
+    EXPECT_EQ(found.file.horizonSeconds, wanted.file.horizonSeconds);
+    ASSERT_EQ(found.inputCount(), wanted.inputCount());
+    ASSERT_EQ(found.outputCount(), wanted.outputCount());
+    for (std::size_t i = 0; i < wanted.inputCount(); ++i) {
+        EXPECT_EQ(found.file.inputs[i].name, wanted.file.inputs[i].name);
+        EXPECT_EQ(found.file.inputs[i].descriptor, wanted.file.inputs[i].descriptor);
     }
+    for (std::size_t j = 0; j < wanted.outputCount(); ++j) {
+        EXPECT_EQ(found.file.outputs[j].name, wanted.file.outputs[j].name);
+        EXPECT_EQ(found.file.outputs[j].descriptor, wanted.file.outputs[j].descriptor);
+        EXPECT_EQ(found.isRamp(j), wanted.isRamp(j));
+    }
+    EXPECT_EQ(table["inputs"], wanted.inputCount());
+    EXPECT_EQ(table["outputs"], wanted.outputCount());
+    EXPECT_EQ(table["coefficients"], wanted.file.coefficientCount);
 }
 
-TEST(ReduceCommand, KeepsNamesRampsAndTimesOfTheModel) {
-    const TemporaryFolder folder;
-    for (const std::string plant : examplePlants) {
-        SCOPED_TRACE(plant);
-        const json table = reduced({exampleModel(plant + ".fir"), "-o", folder.file("reduced.fir")});
-        const FileCurves wanted(exampleModel(plant + ".fir"));
-        const FileCurves found(folder.file("reduced.fir"));
-        EXPECT_EQ(found.file.coefficientCount, wanted.file.coefficientCount);
-        EXPECT_EQ(found.file.horizonSeconds, wanted.file.horizonSeconds);
-        ASSERT_EQ(found.inputCount(), wanted.inputCount());
-        ASSERT_EQ(found.outputCount(), wanted.outputCount());
-        for (std::size_t i = 0; i < wanted.inputCount(); ++i) {
-            EXPECT_EQ(found.file.inputs[i].name, wanted.file.inputs[i].name);
-            EXPECT_EQ(found.file.inputs[i].descriptor, wanted.file.inputs[i].descriptor);
-        }
-        for (std::size_t j = 0; j < wanted.outputCount(); ++j) {
-            EXPECT_EQ(found.file.outputs[j].name, wanted.file.outputs[j].name);
-            EXPECT_EQ(found.file.outputs[j].descriptor, wanted.file.outputs[j].descriptor);
-            EXPECT_EQ(found.isRamp(j), wanted.isRamp(j));
-        }
-        EXPECT_EQ(table["inputs"], wanted.inputCount());
-        EXPECT_EQ(table["outputs"], wanted.outputCount());
-        EXPECT_EQ(table["coefficients"], wanted.file.coefficientCount);
-    }
-}
+INSTANTIATE_TEST_SUITE_P(Examples, ReducedExample, testing::ValuesIn(examplePlants),
+                         [](const testing::TestParamInfo<const char*>& plant) { return std::string(plant.param); });
 
 /// Compares the step response of a system, offset samples later, with a reduced file.
 void expectCurvesOfSystem(const json& system, int offset, const FileCurves& file) {

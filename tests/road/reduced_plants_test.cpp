@@ -28,21 +28,15 @@ constexpr double percent = 100.0;
 constexpr double gainErrorOfPeak = 1e-9;
 constexpr double rateError = 1e-7;
 
-const char* nameOf(Choice choice) {
-    switch (choice) {
-        case Choice::byCurveTolerance:
-            return "tolerance";
-        case Choice::coarse:
-            return "coarse";
-        case Choice::middle:
-            return "middle";
-        case Choice::fine:
-            return "fine";
-        case Choice::byNumber:
-            break;
-    }
-    return "number";
-}
+struct Order {
+    Choice choice;
+    const char* name;
+};
+
+constexpr Order orders[] = {{Choice::byCurveTolerance, "tolerance"},
+                            {Choice::coarse, "coarse"},
+                            {Choice::middle, "middle"},
+                            {Choice::fine, "fine"}};
 
 /// The result of a plant that is not refused.
 ReduceResult reduced(const LTIFIRModel& model, const ReduceOptions& options) {
@@ -82,9 +76,9 @@ double curveErrorAsTold(const LTIFIRModel& curves, const LTIFIRModel& model) {
     return largest;
 }
 
-class ReducedPlant : public testing::TestWithParam<std::tuple<std::string, Choice>> {
+class ReducedPlant : public testing::TestWithParam<std::tuple<std::string, Order>> {
   protected:
-    ReducedPlant() { options_.orderChoice = std::get<1>(GetParam()); }
+    ReducedPlant() { options_.orderChoice = std::get<1>(GetParam()).choice; }
 
     const LTIFIRModel model_ = qormath::test::exampleModel(std::get<0>(GetParam()));
     ReduceOptions options_;
@@ -133,11 +127,11 @@ TEST_P(ReducedPlant, HasTheOrderThatIsTold) {
     EXPECT_LE(result.orderAsked, result.statesRealised);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Examples, ReducedPlant,
-    testing::Combine(testing::ValuesIn(qormath::test::exampleNames),
-                     testing::Values(Choice::byCurveTolerance, Choice::coarse, Choice::middle, Choice::fine)),
-    [](const auto& plant) { return std::get<0>(plant.param) + "_" + nameOf(std::get<1>(plant.param)); });
+INSTANTIATE_TEST_SUITE_P(Examples, ReducedPlant,
+                         testing::Combine(testing::ValuesIn(qormath::test::exampleNames), testing::ValuesIn(orders)),
+                         [](const auto& plant) {
+                             return std::get<0>(plant.param) + "_" + std::get<1>(plant.param).name;
+                         });
 
 namespace {
 
