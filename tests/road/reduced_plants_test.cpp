@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <ostream>
 #include <string>
 #include <support/curve_errors.hpp>
 #include <support/reduced_models.hpp>
@@ -31,6 +32,8 @@ constexpr double rateError = 1e-7;
 struct Order {
     Choice choice;
     const char* name;
+
+    friend std::ostream& operator<<(std::ostream& out, const Order& order) { return out << order.name; }
 };
 
 constexpr Order orders[] = {{Choice::byCurveTolerance, "tolerance"},
