@@ -24,6 +24,9 @@ constexpr int largestExponent = 200;
 // weight, made for states in any unit, has hidden, and a third changes little.
 constexpr int balancingRounds = 3;
 
+// The block width, and a little more, for which work arrays are laid out.
+constexpr int workBlock = 66;
+
 double powerOfTwo(double exponent) {
     const auto rounded = static_cast<int>(std::lround(exponent));
     return std::ldexp(1.0, std::clamp(rounded, -largestExponent, largestExponent));
@@ -108,7 +111,7 @@ bool decomposeSymmetric(int m, const Elements& r, Elements& v, Elements& values)
         lapack::laset(m, m, 0.0, 1.0, v.data(), m);
         return true;
     }
-    const int workLength = 34 * m;
+    const int workLength = workBlock * m;
     Elements work(static_cast<std::size_t>(workLength));
     return lapack::syev(m, v.data(), m, values.data(), work.data(), workLength) == 0;
 }
@@ -163,7 +166,7 @@ bool leaveOutCommonKernel(RiccatiProblem& problem) {
     stackNormalized(n, m, problem.s, tall, height, n);
     stackNormalized(m, m, problem.r, tall, height, 2 * n);
     Elements values(static_cast<std::size_t>(m)), vt(elementCount(m, m));
-    const int workLength = 3 * m + height + 64 * (height + m);
+    const int workLength = 3 * m + height + workBlock * (height + m);
     Elements work(static_cast<std::size_t>(workLength));
     double unused = 0.0;
     if (lapack::gesvd('N', 'A', height, m, tall.data(), height, values.data(), &unused, 1, vt.data(), m, work.data(),
@@ -196,44 +199,41 @@ bool leaveOutCommonKernel(RiccatiProblem& problem) {
     return true;
 }
 
-/// The factors of an ordinary balancing of the moduli of the pencil of order 2 n + m, as exponents of two.
-Elements balancingExponents(const RiccatiProblem& problem) {
+/// The moduli of the pencil of order 2 n + m in states, costates and inputs, with a diagonal of zeros.
+Elements moduliOfPencil(const RiccatiProblem& problem) {
     const int n = problem.n;
     const int m = problem.m;
     const int order = 2 * n + m;
     Elements moduli(elementCount(order, order), 0.0);
-    const auto put = [&](int rows, int columns, const Elements& block, int row, int column, bool transposedToo) {
-        for (int j = 0; j < columns; ++j) {
-            for (int i = 0; i < rows; ++i) {
-                const double modulus = std::abs(*at(block.data(), rows, i, j));
-                *at(moduli.data(), order, row + i, column + j) += modulus;
-                if (transposedToo) {
-                    *at(moduli.data(), order, column + j, row + i) += modulus;
-                }
-            }
-        }
-    };
-    put(n, n, problem.a, 0, 0, false);
+    const auto element = [&](int i, int j) -> double& { return *at(moduli.data(), order, i, j); };
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
-            *at(moduli.data(), order, n + j, n + i) = *at(moduli.data(), order, i, j);
+            const double modulus = i == j ? 0.0 : std::abs(*at(problem.a.data(), n, i, j));
+            element(i, j) = modulus;
+            element(n + j, n + i) = modulus;
+            element(n + i, j) = std::abs(*at(problem.q.data(), n, i, j));
         }
     }
-    put(n, n, problem.q, n, 0, false);
-    put(m, m, problem.r, 2 * n, 2 * n, false);
     for (int j = 0; j < m; ++j) {
         for (int i = 0; i < n; ++i) {
             const double input = std::abs(*at(problem.b.data(), n, i, j));
             const double cross = std::abs(*at(problem.s.data(), n, i, j));
-            *at(moduli.data(), order, i, 2 * n + j) = input;
-            *at(moduli.data(), order, 2 * n + j, n + i) = input;
-            *at(moduli.data(), order, n + i, 2 * n + j) = cross;
-            *at(moduli.data(), order, 2 * n + j, i) = cross;
+            element(i, 2 * n + j) = input;
+            element(2 * n + j, n + i) = input;
+            element(n + i, 2 * n + j) = cross;
+            element(2 * n + j, i) = cross;
+        }
+        for (int i = 0; i < m; ++i) {
+            element(2 * n + i, 2 * n + j) = i == j ? 0.0 : std::abs(*at(problem.r.data(), m, i, j));
         }
     }
-    for (int i = 0; i < order; ++i) {
-        *at(moduli.data(), order, i, i) = 0.0;
-    }
+    return moduli;
+}
+
+/// The factors of an ordinary balancing of the pencil's moduli, as exponents of two.
+Elements balancingExponents(const RiccatiProblem& problem) {
+    const int order = 2 * problem.n + problem.m;
+    Elements moduli = moduliOfPencil(problem);
     Elements scale(static_cast<std::size_t>(order), 1.0);
     int ilo = 0;
     int ihi = 0;

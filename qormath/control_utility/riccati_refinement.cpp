@@ -26,6 +26,9 @@ constexpr double roundingsOfResidual = 2.0;
 // The share of its distance to the limit that a closed loop has to keep under a change that is within its uncertainty.
 constexpr double keptDistance = 0.5;
 
+// The block width for which work arrays are laid out.
+constexpr int workBlock = 64;
+
 Elements product(Op opA, Op opB, int m, int n, int k, const Elements& a, const Elements& b) {
     Elements c(elementCount(m, n), 0.0);
     lapack::gemm(opA, opB, m, n, k, 1.0, a.data(), opA == Op::none ? m : k, b.data(), opB == Op::none ? k : n, 0.0,
@@ -132,7 +135,7 @@ bool decompose(const RiccatiProblem& problem, const Elements& closedLoop, LoopFo
     form.u.resize(elementCount(n, n));
     form.wr.resize(static_cast<std::size_t>(n));
     form.wi.resize(static_cast<std::size_t>(n));
-    const int workLength = 64 * n;
+    const int workLength = workBlock * n;
     Elements work(static_cast<std::size_t>(workLength));
     return allFinite(n, n, form.t) && lapack::gees(n, form.t.data(), n, form.wr.data(), form.wi.data(), form.u.data(),
                                                    n, work.data(), workLength) == 0;
@@ -163,7 +166,7 @@ bool eigenvalues(int n, Elements matrix, Elements& wr, Elements& wi) {
     if (!allFinite(n, n, matrix)) {
         return false;
     }
-    const int workLength = 64 * n;
+    const int workLength = workBlock * n;
     Elements tau(static_cast<std::size_t>(n)), work(static_cast<std::size_t>(workLength));
     double unused = 0.0;
     lapack::gehrd(n, 1, n, matrix.data(), n, tau.data(), work.data(), workLength);
