@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <gtest/gtest.h>
@@ -9,14 +8,13 @@
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
 
+#include "models/conversion_systems.hpp"
 #include "support/failures.hpp"
 #include "support/matrix_compare.hpp"
 #include "support/matrix_literals.hpp"
 #include "support/model_families.hpp"
-#include "support/quad_exponential.hpp"
-#include "support/raw_conversion.hpp"
-#include "support/raw_transfer_function.hpp"
 
+using namespace qormath::test::conversion;
 using qormath::test::expectMinusOne;
 using qormath::test::expectXmsg;
 using qormath::test::frobeniusNorm;
@@ -25,129 +23,12 @@ using qormath::test::matrixOf;
 using qormath::test::maxDifference;
 using qormath::test::modelFamilies;
 using qormath::test::NormalNumbers;
-using qormath::test::quadExponential;
-using qormath::test::randomMatrix;
-using qormath::test::randomWithEigenvalues;
-using qormath::test::RawComplex;
-using qormath::test::toRaw;
 using qormath::test::unitRoundoff;
 using qormath::test::written;
 using QorMathLA::Matrix;
-using QorMathLA::product;
 using QorMathLA::Range;
 using QorMathLA::Vector;
 using QorMathLA::zeroMatrix;
-
-namespace {
-
-using Complex = std::complex<double>;
-using Eigenvalues = std::vector<Complex>;
-
-const double root = std::sqrt(unitRoundoff);
-
-struct System {
-    Matrix<double> a, b, c, d;
-};
-
-System toDiscrete(System system, double sampleTime, conversionType type) {
-    QorMathControl::Continuous2Discrete(system.a, system.b, system.c, system.d, sampleTime, type);
-    return system;
-}
-
-System toContinuous(System system, double sampleTime, conversionType type) {
-    QorMathControl::Discrete2Continuous(system.a, system.b, system.c, system.d, sampleTime, type);
-    return system;
-}
-
-System resampled(System system, double oldTime, double newTime, conversionType type) {
-    QorMathControl::Resample(system.a, system.b, system.c, system.d, oldTime, newTime, type);
-    return system;
-}
-
-System systemOf(const LTIStateSpaceModel& model) {
-    return {model.A, model.B, model.C, model.D};
-}
-
-System randomSystem(const Eigenvalues& eigenvalues, double departure, unsigned seed) {
-    NormalNumbers numbers(seed);
-    const Matrix<double> a = randomWithEigenvalues(eigenvalues, departure, numbers);
-    return {a, randomMatrix(a.rows(), 2, numbers), randomMatrix(3, a.rows(), numbers), randomMatrix(3, 2, numbers)};
-}
-
-std::string textOf(const System& system) {
-    return written(system.a) + written(system.b) + written(system.c) + written(system.d);
-}
-
-RawComplex transferAt(const System& system, Complex z) {
-    RawComplex value =
-        qormath::test::leftProduct(toRaw(system.c), qormath::test::resolventTimes(toRaw(system.a), toRaw(system.b), z));
-    const qormath::test::RawMatrix d = toRaw(system.d);
-    // Without states the shapes of b and c may be anything, and d alone tells.
-    RawComplex result(d.rows, d.cols);
-    for (std::size_t k = 0; k < result.elements.size(); ++k) {
-        result.elements[k] = d.elements[k] + (system.a.rows() > 0 ? value.elements[k] : 0.0);
-    }
-    return result;
-}
-
-double resolventNorm(const Matrix<double>& a, Complex z) {
-    return frobeniusNorm(qormath::test::resolventTimes(toRaw(a), qormath::test::rawIdentity(a.rows()), z));
-}
-
-/// What a change of a and b by the given amounts can make of the transfer function at z, and the rounding of its value.
-double reachOf(const System& system, Complex z, double changeOfA, double changeOfB) {
-    if (system.a.rows() == 0) {
-        return unitRoundoff * frobeniusNorm(system.d);
-    }
-    const double r = resolventNorm(system.a, z);
-    const double rounding = 10.0 * system.a.rows() * unitRoundoff;
-    const double norm = frobeniusNorm(system.c) * r;
-    return norm * (changeOfB + r * changeOfA * frobeniusNorm(system.b)) +
-           rounding * (norm * frobeniusNorm(system.b) * (2.0 + r * (std::abs(z) + frobeniusNorm(system.a))) +
-                       frobeniusNorm(system.d));
-}
-
-/// Frequencies of the upper half of the unit circle, between its ends.
-std::vector<Complex> unitCircle() {
-    std::vector<Complex> points;
-    constexpr int count = 64;
-    for (int k = 0; k < count; ++k) {
-        points.push_back(std::polar(1.0, 3.141592653589793 * (k + 0.5) / count));
-    }
-    return points;
-}
-
-void expectSameTransfer(const System& left, const System& right, double changeOfA, double changeOfB) {
-    for (const Complex z : unitCircle()) {
-        const double difference = frobeniusNorm(differenceOf(transferAt(left, z), transferAt(right, z)));
-        EXPECT_LE(difference, reachOf(right, z, changeOfA, changeOfB)) << z;
-    }
-}
-
-/// The zero-order hold by the series in quadruple precision.
-System heldBySeries(const System& system, double t) {
-    const int n = system.a.rows();
-    const int m = system.b.cols();
-    const Matrix<double> exponent = system.a.appendToRight(system.b).appendToBottom(zeroMatrix(m, n + m));
-    if (exponent.rows() == 0) {
-        return system;
-    }
-    const Matrix<double> e = quadExponential(exponent, t);
-    const Range states(0, n - 1, 1);
-    return {e(states, states), e(states, Range(n, n + m - 1, 1)), system.c, system.d};
-}
-
-/// The bound of the exponential: 20 n eps times the norm of the exponent and what its exponential reaches.
-double exponentialBound(const System& system, double t) {
-    const double norm = t * (frobeniusNorm(system.a) + frobeniusNorm(system.b));
-    const System held = heldBySeries(system, t);
-    const double reached = 1.0 + frobeniusNorm(held.a) + frobeniusNorm(held.b);
-    return 20.0 * (system.a.rows() + system.b.cols()) * unitRoundoff * std::max(1.0, norm) * reached;
-}
-
-const Eigenvalues slow = {{-0.1, 0.0}, {-0.4, 0.6}, {-1.2, 0.0}, {-0.02, 0.3}};
-
-}  // namespace
 
 // ---------------------------------------------------------------- zero-order hold, continuous to discrete
 
@@ -233,17 +114,13 @@ TEST(Continuous2DiscreteByHold, LeavesOutputsAndFeedthroughAsTheyAre) {
 }
 
 TEST(Continuous2DiscreteByHold, TakesTransposedViewsByLogicalPosition) {
-    const System plain = randomSystem(slow, 0.3, 4202);
-    System turned = plain;
-    turned.a = Matrix<double>(plain.a.transpose(), true);
-    turned.a = Matrix<double>(turned.a, true);
-    Matrix<double> stored(turned.a, true);
-    turned.a = stored.transpose();
-    EXPECT_TRUE(turned.a.transposed);
-    System result = turned;
-    result.a = turned.a.transpose().transpose();
-    QorMathControl::Continuous2Discrete(result.a, result.b, result.c, result.d, 0.5, zeroOrderHold);
-    EXPECT_EQ(written(result.a), written(toDiscrete(plain, 0.5, zeroOrderHold).a));
+    System system = randomSystem(slow, 0.3, 4202);
+    const System expected = toDiscrete(system, 0.5, zeroOrderHold);
+    const Matrix<double> storedTurned(Matrix<double>(system.a.transpose()), true);
+    system.a = storedTurned.transpose();
+    ASSERT_TRUE(system.a.transposed);
+    QorMathControl::Continuous2Discrete(system.a, system.b, system.c, system.d, 0.5, zeroOrderHold);
+    EXPECT_EQ(textOf(system), textOf(expected));
 }
 
 TEST(Continuous2DiscreteByHold, RefusesShapesThatDoNotFit) {
@@ -521,102 +398,6 @@ TEST(SampleTimeConversion, OfAModelWithoutStatesLeavesTheFeedthrough) {
         EXPECT_EQ(textOf(toContinuous(shaped, 1.0, type)), textOf(shaped));
         EXPECT_EQ(textOf(resampled(shaped, 1.0, 2.5, type)), textOf(shaped));
     }
-}
-
-// ---------------------------------------------------------------- resampling
-
-TEST(Resample, ByAWholeFactorTakesPowersAndSumsWhateverTheType) {
-    for (const int factor : {2, 3, 4, 7, 60}) {
-        for (const conversionType type : {zeroOrderHold, bilinearTransform}) {
-            const System system = randomSystem({{0.9, 0.0}, {-0.5, 0.0}, {0.3, 0.6}}, 0.2, 4208);
-            Matrix<double> power = system.a.identity();
-            Matrix<double> sum = zeroMatrix(4, 4);
-            for (int k = 0; k < factor; ++k) {
-                sum += power;
-                power = power * system.a;
-            }
-            const System result = resampled(system, 0.5, 0.5 * factor, type);
-            // Each of the factor products rounds by n eps of powers that stay below 3 in norm here.
-            const double bound = 10.0 * 6 * factor * unitRoundoff * 3.0;
-            EXPECT_LE(maxDifference(result.a, power), bound);
-            EXPECT_LE(maxDifference(result.b, product(sum, system.b)), bound * factor * frobeniusNorm(system.b));
-            EXPECT_TRUE(identical(result.c, system.c));
-            EXPECT_TRUE(identical(result.d, system.d));
-        }
-    }
-}
-
-TEST(Resample, ByThreeIsTheMatrixTimesItselfTwiceToTheBit) {
-    const System system = randomSystem({{0.9, 0.0}, {-0.5, 0.0}}, 0.2, 4209);
-    const Matrix<double> m = system.a.appendToRight(system.b).appendToBottom(
-        Matrix<double>(zeroMatrix(2, 2)).appendToRight(Matrix<double>().identity(2)));
-    const Matrix<double> cube = m * m * m;
-    const System result = resampled(system, 1.0, 3.0, zeroOrderHold);
-    EXPECT_EQ(written(result.a), written(cube(Range(0, 1, 1), Range(0, 1, 1))));
-    EXPECT_EQ(written(result.b), written(cube(Range(0, 1, 1), Range(2, 3, 1))));
-}
-
-TEST(Resample, ByOneAndByNothingChangesNothing) {
-    for (const double newTime : {2.0, 2.0 * (1.0 + 0.4 * root), 0.5 * root, 0.0, -0.5 * root}) {
-        for (const conversionType type : {zeroOrderHold, bilinearTransform}) {
-            const System system = randomSystem({{0.0, 0.0}, {-1.0, 0.0}}, 0.2, 4211);
-            EXPECT_EQ(textOf(resampled(system, 2.0, newTime, type)), textOf(system)) << newTime;
-        }
-    }
-}
-
-TEST(Resample, TakesARatioWithinTheRootOfThePrecisionForWhole) {
-    const System system = randomSystem({{0.9, 0.0}, {0.4, 0.3}}, 0.2, 4212);
-    const std::string whole = textOf(resampled(system, 1.0, 2.0, bilinearTransform));
-    for (const double offset : {0.5 * root, -0.5 * root}) {
-        EXPECT_EQ(textOf(resampled(system, 1.0, 2.0 + offset, bilinearTransform)), whole);
-    }
-    for (const double offset : {2.0 * root, -2.0 * root}) {
-        System around = toContinuous(system, 1.0, bilinearTransform);
-        around = toDiscrete(around, 2.0 + offset, bilinearTransform);
-        EXPECT_EQ(textOf(resampled(system, 1.0, 2.0 + offset, bilinearTransform)), textOf(around));
-        EXPECT_NE(textOf(around), whole);
-    }
-}
-
-TEST(Resample, ByAFractionGoesThroughContinuousTimeAndMayAddStates) {
-    const System positive = randomSystem({{0.9, 0.0}, {0.4, 0.3}}, 0.2, 4213);
-    const System result = resampled(positive, 2.0, 5.0, zeroOrderHold);
-    EXPECT_EQ(textOf(result), textOf(toDiscrete(toContinuous(positive, 2.0, zeroOrderHold), 5.0, zeroOrderHold)));
-    EXPECT_EQ(result.a.rows(), 3);
-    const System negative = randomSystem({{-0.9, 0.0}, {0.4, 0.3}}, 0.2, 4214);
-    EXPECT_EQ(resampled(negative, 2.0, 5.0, zeroOrderHold).a.rows(), 4);
-    EXPECT_EQ(resampled(negative, 2.0, 5.0, bilinearTransform).a.rows(), 3);
-}
-
-TEST(Resample, ByAFractionAndOnwardsToAWholeFactorAgreesWithTheWholeFactor) {
-    // From 1 to 2.5 and on to 5 is from 1 to 5.
-    const System system = randomSystem({{0.9, 0.0}, {0.4, 0.3}, {0.6, 0.0}}, 0.2, 4215);
-    const System parts = resampled(resampled(system, 1.0, 2.5, zeroOrderHold), 2.5, 5.0, zeroOrderHold);
-    const System whole = resampled(system, 1.0, 5.0, zeroOrderHold);
-    const double bound = 1e4 * unitRoundoff;  // 1000 eps of the logarithm, times the slope of the fifth power
-    expectSameTransfer(parts, whole, bound * frobeniusNorm(system.a), bound * frobeniusNorm(system.b));
-}
-
-TEST(Resample, TakesARatioBeyondTheIntegersThroughContinuousTime) {
-    const System system{matrixOf({{0.5}}), matrixOf({{1}}), matrixOf({{1}}), matrixOf({{0}})};
-    for (const double newTime : {1e300, -5.0}) {
-        EXPECT_EQ(textOf(resampled(system, 1.0, newTime, bilinearTransform)),
-                  textOf(toDiscrete(toContinuous(system, 1.0, bilinearTransform), newTime, bilinearTransform)));
-    }
-    for (const double oldTime : {0.0, std::nan("")}) {
-        expectMinusOne([&] { resampled(system, oldTime, 1.0, bilinearTransform); });
-    }
-}
-
-TEST(Resample, RefusesShapesThatDoNotFit) {
-    System system = randomSystem({{0.9, 0.0}, {0.5, 0.0}}, 0.0, 4216);
-    system.b = zeroMatrix(3, 2);
-    expectXmsg([&] { resampled(system, 1.0, 3.0, zeroOrderHold); }, QorMathLA::DimensionMismatch,
-               "Matrix appendToRight");
-    system.a = zeroMatrix(3, 2);
-    expectXmsg([&] { resampled(system, 1.0, 3.0, zeroOrderHold); }, QorMathLA::DimensionMismatch,
-               "Matrix appendToBottom");
 }
 
 // ---------------------------------------------------------------- all that the hold leaves alone
