@@ -11,6 +11,14 @@ namespace qormath::pipeline {
 
 namespace {
 
+// Forecasts are the errors but for rounding, and for elements below 1e-9 that Shrink clears.
+constexpr double forecastMargin = 1.01;
+
+struct PassedOver {
+    double error;
+    int order;
+};
+
 int statesOf(const Candidate& candidate) {
     return candidate.plant.model.A.rows();
 }
@@ -20,6 +28,11 @@ bool isCloser(const Candidate& one, const Candidate& other) {
     return !std::isnan(one.errorPercent) && !(other.errorPercent <= one.errorPercent);
 }
 
+/// Fewer states, or the lower order of equals: orders are not always worked out in their sequence.
+bool hasFewerStates(const Candidate& one, const Candidate& other) {
+    return statesOf(one) != statesOf(other) ? statesOf(one) < statesOf(other) : one.stableOrder < other.stableOrder;
+}
+
 /// Keeps the best of the candidates that it is shown.
 class Choice {
   public:
@@ -27,7 +40,7 @@ class Choice {
 
     void consider(Candidate candidate) {
         const bool isWithin = candidate.errorPercent <= tolerancePercent_;
-        const bool isBetter = !best_ || (isWithin && (!isWithin_ || statesOf(candidate) < statesOf(*best_))) ||
+        const bool isBetter = !best_ || (isWithin && (!isWithin_ || hasFewerStates(candidate, *best_))) ||
                               (!isWithin && !isWithin_ && isCloser(candidate, *best_));
         if (isBetter) {
             best_ = std::move(candidate);
@@ -39,6 +52,7 @@ class Choice {
     bool isSettledFor(int states) const { return isWithin_ && states >= statesOf(*best_); }
 
     const std::optional<Candidate>& best() const { return best_; }
+    bool isWithin() const { return isWithin_; }
 
   private:
     double tolerancePercent_;
@@ -66,12 +80,11 @@ Candidate closestOf(std::vector<Candidate> candidates) {
     return *std::min_element(candidates.begin(), candidates.end(), isCloser);
 }
 
-Candidate smallestWithin(double tolerancePercent, const Reduction& reduction, int highestOrder, const Wanted& wanted,
-                         const std::function<void(int stableOrder)>& progress) {
+Candidate smallestWithin(double tolerancePercent, const Reduction& reduction, const Forecast& forecast,
+                         int highestOrder, const Wanted& wanted, const std::function<void(int stableOrder)>& progress) {
     Choice choice(tolerancePercent);
     std::exception_ptr failure;
-    for (int order = 0; order <= highestOrder && !choice.isSettledFor(order); ++order) {
-        progress(order);
+    const auto workOut = [&](int order) {
         try {
             for (Candidate& candidate : candidatesOf(reduction, order, wanted)) {
                 choice.consider(std::move(candidate));
@@ -80,6 +93,28 @@ Candidate smallestWithin(double tolerancePercent, const Reduction& reduction, in
             failure = std::current_exception();
         } catch (const QorMathLA::xmsg&) {
             failure = std::current_exception();
+        }
+    };
+
+    std::vector<PassedOver> passedOver;
+    for (int order = 0; order <= highestOrder && !choice.isSettledFor(order); ++order) {
+        progress(order);
+        const std::optional<double> error = forecast(order);
+        if (error && *error > forecastMargin * tolerancePercent) {
+            passedOver.push_back({*error, order});
+        } else {
+            workOut(order);
+        }
+    }
+    if (!choice.isWithin()) {
+        std::stable_sort(passedOver.begin(), passedOver.end(),
+                         [](const PassedOver& one, const PassedOver& other) { return one.error < other.error; });
+        for (const PassedOver& next : passedOver) {
+            // Past the closest by more than the forecasts can be off, none can be closer.
+            if (choice.best() && next.error > forecastMargin * choice.best()->errorPercent) {
+                break;
+            }
+            workOut(next.order);
         }
     }
     if (!choice.best()) {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <memory>
 #include <utility>
 
 #include <qormath/control/qor_math_control.hpp>
@@ -11,6 +12,7 @@
 #include <qormath/pipeline/detail/plant_scaling.hpp>
 #include <qormath/pipeline/detail/realised_plant.hpp>
 #include <qormath/pipeline/detail/reduced_plant.hpp>
+#include <qormath/pipeline/detail/truncation_forecast.hpp>
 #include <qormath/pipeline/reduce.hpp>
 
 namespace qormath {
@@ -122,6 +124,16 @@ class Road {
         };
     }
 
+    /// Ringers go after the truncation, of which a forecast knows nothing.
+    pipeline::Forecast forecast() const {
+        if (options_.dampingLimit > 0.0) {
+            return [](int) { return std::optional<double>(); };
+        }
+        const auto forecast =
+            std::make_shared<pipeline::TruncationForecast>(realised_, plant_, measure_, options_.gainTolerance);
+        return [forecast](int stableOrder) { return forecast->errorPercent(stableOrder); };
+    }
+
     Candidate fullOrder(double dampingLimit, const ReduceResult& result) const {
         return pipeline::closestOf(pipeline::candidatesOf(reduction(dampingLimit), result.stableStates, wanted()));
     }
@@ -130,8 +142,8 @@ class Road {
         refineRealisation(result);
         const LTIFIRModel curves = wantedCurves(result);
         Candidate best = pipeline::smallestWithin(
-            options_.curveTolerance, reduction(options_.dampingLimit), result.stableStates, {curves, measure_},
-            [&](int order) { tell("trying orders", order, result.stableStates); });
+            options_.curveTolerance, reduction(options_.dampingLimit), forecast(), result.stableStates,
+            {curves, measure_}, [&](int order) { tell("trying orders", order, result.stableStates); });
         result.isWithinTolerance = best.errorPercent <= options_.curveTolerance;
         return best;
     }

@@ -119,8 +119,8 @@ struct ReduceResult {
 /// what the functions below throw, the int -1 or an xmsg, if a numerical step fails at every order tried.
 ///
 /// Cost: a singular value decomposition of min(30, max(10, coefficientCount / 3)) rows an output (two if the tolerance
-/// asks for more singular values than the usual ones), and of order n^3 for each order that is tried on n realised
-/// states.
+/// asks for more singular values than the usual ones), and of order n^2 times the number of coefficients for
+/// each order that is tried on n realised states.
 QORMATH_API ReduceResult reduce(const LTIFIRModel& model, const ReduceOptions& options);
 
 }  // namespace qormath

@@ -10,6 +10,7 @@
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
 #include <qormath/lapack/lapack.hpp>
+#include <qormath/pipeline/detail/gain_by_outputs.hpp>
 #include <qormath/pipeline/detail/reduced_plant.hpp>
 
 namespace qormath::pipeline {
@@ -23,11 +24,6 @@ using QorMathLA::zeroMatrix;
 
 constexpr double byDefault = -1.0;
 constexpr double never = -1.0;
-constexpr double percent = 100.0;
-
-// RetainGain leaves an error of 1e-8 alone, as an absolute number. In outputs of a peak of 128 that is below 1e-10 of
-// the peak.
-constexpr double gainResolution = 128.0;
 
 double root() {
     return std::sqrt(lapack::machineEpsilon());
@@ -79,25 +75,6 @@ std::vector<ReduceResult::Ringer> ringersOf(const LTIStateSpaceModel& model, dou
     return ringers;
 }
 
-/// The outputs with a gain that is further from the wanted one than RetainGain would leave it.
-std::vector<bool> needOf(const Matrix<double>& gains, const Matrix<double>& wanted, double gainTolerance) {
-    std::vector<bool> needs;
-    for (int j = 0; j < wanted.rows(); ++j) {
-        bool need = false;
-        for (int i = 0; i < wanted.cols(); ++i) {
-            const double allowance =
-                std::max(root(), std::fabs(gainResolution * wanted(j, i) * gainTolerance / percent));
-            need = need || std::fabs(gainResolution * (wanted(j, i) - gains(j, i))) > allowance;
-        }
-        needs.push_back(need);
-    }
-    return needs;
-}
-
-bool anyOf(const std::vector<bool>& needs) {
-    return std::find(needs.begin(), needs.end(), true) != needs.end();
-}
-
 /// The outputs in the order in which RetainGain corrects the right ones: it places its corrections on the first
 /// outputs, so those that need one come first.
 std::vector<int> needyFirst(const std::vector<bool>& needs) {
@@ -136,36 +113,6 @@ int retainGainByLags(LTIStateSpaceModel& model, const Matrix<double>& wanted, co
     model.C = reordered(model.C, undone(order), 1.0 / gainResolution);
     model.D = reordered(model.D, undone(order), 1.0 / gainResolution);
     return std::max(0, model.A.rows() - states);
-}
-
-/// Where a unit step on each input takes the states: X = (I - A)^-1 B. The gain is C X + D.
-Matrix<double> settledStates(const LTIStateSpaceModel& model) {
-    const int n = model.A.rows();
-    return LTIStateSpaceModel(model.A, model.B, Matrix<double>().identity(n), zeroMatrix(n, model.B.cols()),
-                              model.sysType, model.sampleTime)
-        .gain();
-}
-
-Matrix<double> gainsOf(const LTIStateSpaceModel& model, const Matrix<double>& settled) {
-    return product(model.C, settled) + model.D;
-}
-
-/// Restores gains on the modes that the model has, by the smallest change of its output matrix. False, with gains that
-/// are still off, where the settled states have no full column rank.
-bool retainGainByOutputs(LTIStateSpaceModel& model, const Matrix<double>& wanted, const Matrix<double>& settled,
-                         const std::vector<bool>& needs, double gainTolerance) {
-    const Matrix<double> inverse = pseudoInverse(settled, byDefault);
-    // The second pass takes the rounding of the first.
-    for (int pass = 0; pass < 2; ++pass) {
-        Matrix<double> missing = wanted - gainsOf(model, settled);
-        for (int j = 0; j < missing.rows(); ++j) {
-            if (!needs[static_cast<std::size_t>(j)]) {
-                missing.row(j) = 0.0;
-            }
-        }
-        model.C = model.C + product(missing, inverse);
-    }
-    return !anyOf(needOf(gainsOf(model, settled), wanted, gainTolerance));
 }
 
 /// The ways to give a model the gains that are wanted of it.

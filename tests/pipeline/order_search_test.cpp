@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <map>
+#include <optional>
 #include <support/plants.hpp>
 #include <vector>
 
@@ -45,12 +46,17 @@ class OrderSearch : public testing::Test {
                 }
                 return plants;
             },
+            [this](int order) {
+                const auto found = forecasts_.find(order);
+                return found == forecasts_.end() ? std::optional<double>() : found->second;
+            },
             highest, {plant_, measure_}, [](int) {});
     }
 
     LTIFIRModel plant_ = test::plantOf({{[](int) { return 1.0; }}}, 30, 30);
     CurveMeasure measure_{plant_};
     std::map<int, std::vector<Way>> ways_;
+    std::map<int, double> forecasts_;
     std::vector<int> tried_;
 };
 
@@ -102,6 +108,26 @@ TEST_F(OrderSearch, NeverPrefersAnErrorThatIsNoNumber) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     ways_ = {{0, {{nan, 0}}}, {1, {{7, 1}}}, {2, {{nan, 2}}}};
     EXPECT_EQ(search(5.0, 2).stableOrder, 1);
+}
+
+TEST_F(OrderSearch, WorksOutOnlyWhatTheForecastLeaves) {
+    ways_ = {{0, {{50, 0}}}, {1, {{9, 1}}}, {2, {{7, 2}}}, {3, {{4.9, 3}}}, {4, {{1, 4}}}};
+    forecasts_ = {{1, 9.0}, {2, 7.0}, {3, 5.01}, {4, 1.0}};
+    EXPECT_EQ(search(5.0, 4).stableOrder, 3) << "a forecast just above the tolerance is not believed";
+    EXPECT_EQ(tried_, (std::vector<int>{0, 3}));
+}
+
+TEST_F(OrderSearch, WorksOutTheClosestOfTheForecastsIfNoneIsWithin) {
+    ways_ = {{0, {{50, 0}}}, {1, {{7, 1}}}, {2, {{8, 2}}}, {3, {{7.05, 3}}}};
+    forecasts_ = {{1, 7.02}, {2, 8.0}, {3, 7.01}};
+    EXPECT_EQ(search(5.0, 3).stableOrder, 1);
+    EXPECT_EQ(tried_, (std::vector<int>{0, 3, 1}));
+}
+
+TEST_F(OrderSearch, GoesOnToTheNextForecastWhereTheClosestFails) {
+    ways_ = {{2, {{8, 2}}}};
+    forecasts_ = {{1, 7.0}, {2, 8.0}};
+    EXPECT_EQ(search(5.0, 2).stableOrder, 2);
 }
 
 TEST(ClosestOf, IsTheFirstOfEquals) {
