@@ -175,7 +175,7 @@ std::string refusalOf(const ReduceOptions& options) {
     }
     const bool isToleranceRight = options.curveTolerance > 0.0 && std::isfinite(options.curveTolerance);
     if (options.orderChoice == Choice::byCurveTolerance && !isToleranceRight) {
-        return "the curve tolerance is not above 0";
+        return "the curve tolerance is not a number above 0";
     }
     return {};
 }

@@ -174,6 +174,7 @@ class Road {
             Candidate whole = fullOrder(options_.dampingLimit, result);
             if (!whole.plant.ringers.empty() && whole.errorPercent > options_.curveTolerance) {
                 result.isJudgedWithoutRingers = true;
+                result.ringers = std::move(whole.plant.ringers);
                 return std::move(whole.curves);
             }
         }
@@ -259,7 +260,9 @@ ReduceResult reduce(const LTIFIRModel& model, const ReduceOptions& options) {
     }
     result.orderAsked = result.rampStates + chosen->stableOrder;
     result.gainStates = chosen->plant.gainStates;
-    result.ringers = std::move(chosen->plant.ringers);
+    if (!result.isJudgedWithoutRingers) {
+        result.ringers = std::move(chosen->plant.ringers);
+    }
     result.model = scaling.unscaled(chosen->plant.model);
     result.orderReached = result.model.A.rows();
 

@@ -81,7 +81,8 @@ struct ReduceResult {
     int orderReached = 0;  ///< states of model
     int gainStates = 0;    ///< of those, lags that restore gains
 
-    std::vector<Ringer> ringers;  ///< taken out, the least damped first
+    /// Taken out, the least damped first. Where the tolerance was judged without them, those of the whole plant.
+    std::vector<Ringer> ringers;
 
     /// The largest error of a steady-state gain over the outputs that do not ramp, as a part of the output's largest
     /// coefficient; the largest error of a ramp's rate, as a part of the output's largest rate; the largest error of a

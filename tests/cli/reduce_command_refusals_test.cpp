@@ -85,7 +85,7 @@ TEST_F(ReduceCommandRefusal, OfADampingLimitThatIsNone) {
 TEST_F(ReduceCommandRefusal, OfACurveToleranceThatIsNone) {
     for (const char* tolerance : {"0", "-1", "nan"}) {
         EXPECT_EQ(errorWith({"--curve-tolerance", tolerance}),
-                  model + ": cannot be reduced: the curve tolerance is not above 0")
+                  model + ": cannot be reduced: the curve tolerance is not a number above 0")
             << tolerance;
     }
 }

@@ -353,6 +353,17 @@ TEST(ReduceRingers, GoAndLeaveTheGain) {
     EXPECT_LE(100.0 * curveError(result.curves, model), 100.0 * 0.3 / 1.3 + 1.0);
 }
 
+TEST(ReduceRingers, OfThePlantAreToldWhereASmallOrderHasNone) {
+    // A tenth of the peak rings; the plant without that is one lag.
+    const LTIFIRModel model = plantOf({{sum(lag(1.0, 10.0), oscillation(0.1, 0.04, 0.7))}}, 150, 9000);
+    ReduceOptions options;
+    options.dampingLimit = 0.1;
+    const ReduceResult result = reduce(model, options);
+    EXPECT_TRUE(result.isJudgedWithoutRingers);
+    ASSERT_EQ(result.ringers.size(), 1U);
+    EXPECT_NEAR(result.ringers[0].dampingRatio, 0.04, 1e-3);
+}
+
 TEST(ReduceRingers, StayUnlessTheirRemovalIsAskedFor) {
     const LTIFIRModel model = plantOf({{sum(lag(1.0, 10.0, 2), oscillation(0.3, 0.04, 0.7))}}, 150, 9000);
     const ReduceResult result = reduce(model, {});
@@ -488,7 +499,7 @@ TEST(ReduceRefusals, NameWhatIsWrongWithTheOptions) {
         EXPECT_EQ(reduce(model, options).refusal, "the damping limit is not between 0 and 1");
     }
     for (const double tolerance : {0.0, -1.0, nan, std::numeric_limits<double>::infinity()}) {
-        EXPECT_EQ(reduce(model, ofTolerance(tolerance)).refusal, "the curve tolerance is not above 0");
+        EXPECT_EQ(reduce(model, ofTolerance(tolerance)).refusal, "the curve tolerance is not a number above 0");
     }
     ReduceOptions options;
     options.gainTolerance = nan;
