@@ -6,6 +6,7 @@
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/core/xmsg.hpp>
 #include <qormath/pipeline/detail/closeness.hpp>
 #include <qormath/pipeline/detail/order_search.hpp>
 #include <qormath/pipeline/detail/plant_check.hpp>
@@ -134,8 +135,15 @@ class Road {
         return [forecast](int stableOrder) { return forecast->errorPercent(stableOrder); };
     }
 
-    Candidate fullOrder(double dampingLimit, const ReduceResult& result) const {
-        return pipeline::closestOf(pipeline::candidatesOf(reduction(dampingLimit), result.stableStates, wanted()));
+    /// The plant at the order that it has; nothing if a numerical step fails there, where lower orders may succeed.
+    std::optional<Candidate> fullOrder(double dampingLimit, const ReduceResult& result) const {
+        try {
+            return pipeline::closestOf(pipeline::candidatesOf(reduction(dampingLimit), result.stableStates, wanted()));
+        } catch (int) {
+            return {};
+        } catch (const QorMathLA::xmsg&) {
+            return {};
+        }
     }
 
     Candidate withinTolerance(ReduceResult& result) {
@@ -152,10 +160,11 @@ class Road {
     void refineRealisation(ReduceResult& result) {
         constexpr double noRinger = 0.0;
         const double allowance = shareOfRealisation * options_.curveTolerance;
-        if (fullOrder(noRinger, result).errorPercent <= allowance) {
+        const std::optional<Candidate> whole = fullOrder(noRinger, result);
+        const Vector<double>& values = realised_.singularValues;
+        if (values.size() == 0 || (whole && whole->errorPercent <= allowance)) {
             return;
         }
-        const Vector<double>& values = realised_.singularValues;
         const double share = shareOfSingularValue * allowance / percent;
         const double cut = values[0] * std::max(negligibleSquare, share * share);
         int count = 0;
@@ -171,11 +180,11 @@ class Road {
     /// ringer goes, those of the whole plant without its ringers.
     LTIFIRModel wantedCurves(ReduceResult& result) const {
         if (options_.dampingLimit > 0.0) {
-            Candidate whole = fullOrder(options_.dampingLimit, result);
-            if (!whole.plant.ringers.empty() && whole.errorPercent > options_.curveTolerance) {
+            std::optional<Candidate> whole = fullOrder(options_.dampingLimit, result);
+            if (whole && !whole->plant.ringers.empty() && whole->errorPercent > options_.curveTolerance) {
                 result.isJudgedWithoutRingers = true;
-                result.ringers = std::move(whole.plant.ringers);
-                return std::move(whole.curves);
+                result.ringers = std::move(whole->plant.ringers);
+                return std::move(whole->curves);
             }
         }
         return plant_;
@@ -204,6 +213,15 @@ void clearNullPairs(const LTIFIRModel& model, const CurveMeasure& measure, Reduc
     }
 }
 
+/// The steady-state gain; nothing where a pole lies at the stability limit.
+std::optional<Matrix<double>> gainIfAny(LTIStateSpaceModel& model) {
+    try {
+        return model.gain();
+    } catch (int) {
+        return {};
+    }
+}
+
 /// Compares gains and rates of the result, whose ramps lead, with those of the plant.
 void compareGains(const LTIFIRModel& model, const std::vector<Ending>& endings, const CurveMeasure& measure,
                   ReduceResult& result) {
@@ -217,7 +235,7 @@ void compareGains(const LTIFIRModel& model, const std::vector<Ending>& endings, 
         stable.ExtractRange(Range(result.rampStates, states - 1, 1), keepFeedthrough);
         rates = product(result.model.C(all, ramps), result.model.B(ramps, all));
     }
-    const Matrix<double> gains = stable.gain();
+    const std::optional<Matrix<double>> gains = gainIfAny(stable);
     const Matrix<double> wanted = LTIFIRModel(model).GetGain();
     LargestError gainError;
     LargestError rateError;
@@ -227,8 +245,8 @@ void compareGains(const LTIFIRModel& model, const std::vector<Ending>& endings, 
         for (int i = 0; i < wanted.cols(); ++i) {
             if (largestRate > 0.0) {
                 rateError.add(std::fabs(rates(j, i) - wanted(j, i)) / largestRate, j, i);
-            } else if (!model.rampFlags[j] && ending != Ending::rising) {
-                gainError.add(std::fabs(gains(j, i) - wanted(j, i)) / measure.peak(j), j, i);
+            } else if (gains && !model.rampFlags[j] && ending != Ending::rising) {
+                gainError.add(std::fabs((*gains)(j, i) - wanted(j, i)) / measure.peak(j), j, i);
             }
         }
     }
