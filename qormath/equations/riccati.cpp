@@ -45,6 +45,24 @@ void drawStart(Matrix<double>& x) {
     x = product(x.transpose(), x) + x.identity() * startShift;
 }
 
+/// What follows the direct solution: true if an iteration is to follow, which starts from x then. needStart tells that
+/// x is no solution to start from.
+bool prepareIteration(Matrix<double>& x, bool needStart, bool useInitial, const Matrix<double>& given,
+                      const riccatiMethod& method) {
+    if (method == riccatiSchur) {
+        if (needStart) {
+            throw -1;
+        }
+        return false;
+    }
+    if (needStart && useInitial) {
+        x = given;
+    } else if (needStart) {
+        drawStart(x);
+    }
+    return true;
+}
+
 /// True when the two hold the same bits, so that all that follows from one follows from the other.
 bool isSame(const Matrix<double>& left, const Matrix<double>& right) {
     auto other = right.begin();
@@ -103,16 +121,8 @@ void QorMathControl::ContinuousRiccati(Matrix<double>& x, const Matrix<double>& 
     if (method != riccatiNewton) {
         needStart = RiccatiHelper(x, a, b, q, r, s, continuousSystem) != 0;
     }
-    if (method == riccatiSchur) {
-        if (needStart) {
-            throw -1;
-        }
+    if (!prepareIteration(x, needStart, useInitial, given, method)) {
         return;
-    }
-    if (needStart && useInitial) {
-        x = given;
-    } else if (needStart) {
-        drawStart(x);
     }
 
     const Matrix<double> saved(x, true);
@@ -151,16 +161,8 @@ void QorMathControl::DiscreteRiccati(Matrix<double>& x, const Matrix<double>& a,
     if (method != riccatiNewton) {
         needStart = RiccatiHelper(x, a, b, q, r, s, discreteSystem) != 0;
     }
-    if (method == riccatiSchur) {
-        if (needStart) {
-            throw -1;
-        }
+    if (!prepareIteration(x, needStart, useInitial, given, method)) {
         return;
-    }
-    if (needStart && useInitial) {
-        x = given;
-    } else if (needStart) {
-        drawStart(x);
     }
 
     Matrix<double> saved(x, true);
