@@ -35,16 +35,24 @@ Matrix<double> gainsOf(const LTIStateSpaceModel& model, const Matrix<double>& se
     return product(model.C, settled) + model.D;
 }
 
-std::vector<bool> needOf(const Matrix<double>& gains, const Matrix<double>& wanted, double gainTolerance) {
+std::vector<double> excessOf(const Matrix<double>& gains, const Matrix<double>& wanted, double gainTolerance) {
     const double root = std::sqrt(lapack::machineEpsilon());
-    std::vector<bool> needs;
+    std::vector<double> excess;
     for (int j = 0; j < wanted.rows(); ++j) {
-        bool need = false;
+        double largest = 0.0;
         for (int i = 0; i < wanted.cols(); ++i) {
             const double allowance = std::max(root, std::fabs(gainResolution * wanted(j, i) * gainTolerance / percent));
-            need = need || std::fabs(gainResolution * (wanted(j, i) - gains(j, i))) > allowance;
+            largest = std::max(largest, std::fabs(gainResolution * (wanted(j, i) - gains(j, i))) / allowance);
         }
-        needs.push_back(need);
+        excess.push_back(largest);
+    }
+    return excess;
+}
+
+std::vector<bool> needOf(const Matrix<double>& gains, const Matrix<double>& wanted, double gainTolerance) {
+    std::vector<bool> needs;
+    for (const double excess : excessOf(gains, wanted, gainTolerance)) {
+        needs.push_back(excess > 1.0);
     }
     return needs;
 }

@@ -75,13 +75,15 @@ std::vector<ReduceResult::Ringer> ringersOf(const LTIStateSpaceModel& model, dou
     return ringers;
 }
 
-/// The outputs in the order in which RetainGain corrects the right ones: it places its corrections on the first
-/// outputs, so those that need one come first.
-std::vector<int> needyFirst(const std::vector<bool>& needs) {
-    std::vector<int> order(needs.size());
+/// The outputs in the order in which RetainGain corrects the right ones. It places its corrections on the first
+/// outputs, so those that need one come first; the neediest first, so that one that rounding takes from the list, or
+/// adds to it, displaces no other.
+std::vector<int> neediestFirst(const std::vector<double>& excess) {
+    std::vector<int> order(excess.size());
     std::iota(order.begin(), order.end(), 0);
-    std::stable_partition(order.begin(), order.end(),
-                          [&](int output) { return needs[static_cast<std::size_t>(output)]; });
+    std::stable_sort(order.begin(), order.end(), [&](int one, int other) {
+        return excess[static_cast<std::size_t>(one)] > excess[static_cast<std::size_t>(other)];
+    });
     return order;
 }
 
@@ -103,10 +105,10 @@ std::vector<int> undone(const std::vector<int>& order) {
 }
 
 /// Restores gains by lags of their own. Returns how many states were added.
-int retainGainByLags(LTIStateSpaceModel& model, const Matrix<double>& wanted, const std::vector<bool>& needs,
+int retainGainByLags(LTIStateSpaceModel& model, const Matrix<double>& wanted, const Matrix<double>& gains,
                      double gainTolerance) {
     const int states = model.A.rows();
-    const std::vector<int> order = needyFirst(needs);
+    const std::vector<int> order = neediestFirst(excessOf(gains, wanted, gainTolerance));
     model.C = reordered(model.C, order, gainResolution);
     model.D = reordered(model.D, order, gainResolution);
     QorMathControl::RetainGain(model, reordered(wanted, order, gainResolution), byDefault, gainTolerance);
@@ -123,7 +125,8 @@ std::vector<ReducedPlant> withGains(const ReducedPlant& plant, const Matrix<doub
         return {byLags};
     }
     const Matrix<double> settled = settledStates(plant.model);
-    const std::vector<bool> needs = needOf(gainsOf(plant.model, settled), wanted, gainTolerance);
+    const Matrix<double> gains = gainsOf(plant.model, settled);
+    const std::vector<bool> needs = needOf(gains, wanted, gainTolerance);
     if (!anyOf(needs)) {
         return {plant};
     }
@@ -132,7 +135,7 @@ std::vector<ReducedPlant> withGains(const ReducedPlant& plant, const Matrix<doub
     if (retainGainByOutputs(byOutputs.model, wanted, settled, needs, gainTolerance)) {
         ways.push_back(std::move(byOutputs));
     }
-    byLags.gainStates = retainGainByLags(byLags.model, wanted, needs, gainTolerance);
+    byLags.gainStates = retainGainByLags(byLags.model, wanted, gains, gainTolerance);
     ways.push_back(std::move(byLags));
     return ways;
 }

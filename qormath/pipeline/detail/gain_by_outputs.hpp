@@ -14,8 +14,12 @@ QorMathLA::Matrix<double> settledStates(const LTIStateSpaceModel& model);
 /// The gain of a model whose settled states are known.
 QorMathLA::Matrix<double> gainsOf(const LTIStateSpaceModel& model, const QorMathLA::Matrix<double>& settled);
 
-/// The outputs with a gain that is further from the wanted one than the tolerance, in percent of the wanted one, and
-/// than what is small beside a peak of 1.
+/// How far the gains of each output are from the wanted ones, as a multiple of what is allowed: the tolerance, in
+/// percent of the wanted one, or what is small beside a peak of 1.
+std::vector<double> excessOf(const QorMathLA::Matrix<double>& gains, const QorMathLA::Matrix<double>& wanted,
+                             double gainTolerance);
+
+/// The outputs whose excess is above 1.
 std::vector<bool> needOf(const QorMathLA::Matrix<double>& gains, const QorMathLA::Matrix<double>& wanted,
                          double gainTolerance);
 
