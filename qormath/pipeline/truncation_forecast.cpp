@@ -31,15 +31,6 @@ std::vector<double> elementsOf(const Matrix<double>& matrix) {
     return elements;
 }
 
-Matrix<double> matrixOf(const std::vector<double>& elements, int rows, int cols) {
-    Matrix<double> matrix(rows, cols);
-    auto next = elements.begin();
-    for (double& element : matrix) {
-        element = *next++;
-    }
-    return matrix;
-}
-
 /// The model in balanced coordinates, cut to the positive Hankel singular values; without states if that fails.
 LTIStateSpaceModel balancedRealisation(const LTIStateSpaceModel& model) {
     Matrix<double> t;
@@ -65,9 +56,9 @@ LTIStateSpaceModel balancedRealisation(const LTIStateSpaceModel& model) {
     if (count == 0 || truncateBalanced(hankel, static_cast<int>(count), system) != 0) {
         return {};
     }
-    return {matrixOf(system.a, system.n, system.n),
-            matrixOf(system.b, system.n, system.m),
-            matrixOf(system.c, system.p, system.n),
+    return {Matrix<double>(system.n, system.n, system.a.data()),
+            Matrix<double>(system.n, system.m, system.b.data()),
+            Matrix<double>(system.p, system.n, system.c.data()),
             model.D,
             model.sysType,
             model.sampleTime};

@@ -5,6 +5,7 @@
 #include <qormath/control_utility/riccati_problem.hpp>
 #include <qormath/control_utility/riccati_refinement.hpp>
 
+#include "support/riccati_arrays.hpp"
 #include "support/riccati_checks.hpp"
 
 namespace {
@@ -14,35 +15,14 @@ using namespace qormath::control_utility;
 using QorMathLA::Matrix;
 using riccati_detail::scaledIdentity;
 
-std::vector<double> elementsOf(const Matrix<double>& matrix) {
-    std::vector<double> elements;
-    for (const double element : matrix) {
-        elements.push_back(element);
-    }
-    return elements;
-}
-
-RiccatiProblem problemOf(const RiccatiEquation& e) {
-    return {e.type == discreteSystem, e.a.rows(),      e.b.cols(),      elementsOf(e.a),
-            elementsOf(e.b),          elementsOf(e.q), elementsOf(e.r), elementsOf(e.s)};
-}
-
-Matrix<double> matrixOf(int n, const std::vector<double>& elements) {
-    return Matrix<double>(n, n, elements.data());
-}
-
-RiccatiEquation example(systemType type, int n, NormalNumbers& numbers) {
-    return randomEquation(type, n, scaledIdentity(2, 1.0), 0.2, numbers);
-}
-
 TEST(RiccatiRefinement, BringsAnApproximationToTheSolution) {
     NormalNumbers numbers(4);
     for (const systemType type : {discreteSystem, continuousSystem}) {
         for (const int n : {1, 3, 12}) {
-            const RiccatiEquation e = example(type, n, numbers);
+            const RiccatiEquation e = solvableEquation(type, n, numbers);
             std::vector<double> x = elementsOf(e.x + symmetricPart(randomMatrix(n, n, numbers)) * 1e-6);
             ASSERT_TRUE(refineAndJudge(problemOf(e), x));
-            const Matrix<double> refined = matrixOf(n, x);
+            const Matrix<double> refined = squareMatrixOf(n, x);
             EXPECT_LE(riccatiRatio(verdictOn(e, refined), refined, type), 20.0);
             EXPECT_TRUE(isSymmetric(refined));
         }

@@ -5,6 +5,7 @@
 #include <qormath/control_utility/riccati_problem.hpp>
 #include <qormath/control_utility/riccati_subspace.hpp>
 
+#include "support/riccati_arrays.hpp"
 #include "support/riccati_checks.hpp"
 
 namespace {
@@ -13,34 +14,12 @@ using namespace qormath::test;
 using namespace qormath::control_utility;
 using QorMathLA::Matrix;
 using QorMathLA::zeroMatrix;
-using riccati_detail::scaledIdentity;
 
 // The direct ways are not refined: they lose what the condition of their coefficients costs.
 constexpr double relativeResidual = 1e-11;
 
-std::vector<double> elementsOf(const Matrix<double>& matrix) {
-    std::vector<double> elements;
-    for (const double element : matrix) {
-        elements.push_back(element);
-    }
-    return elements;
-}
-
-RiccatiProblem problemOf(const RiccatiEquation& e) {
-    return {e.type == discreteSystem, e.a.rows(),      e.b.cols(),      elementsOf(e.a),
-            elementsOf(e.b),          elementsOf(e.q), elementsOf(e.r), elementsOf(e.s)};
-}
-
-Matrix<double> matrixOf(int n, const std::vector<double>& elements) {
-    return Matrix<double>(n, n, elements.data());
-}
-
-RiccatiEquation example(systemType type, int n, NormalNumbers& numbers) {
-    return randomEquation(type, n, scaledIdentity(2, 1.0), 0.2, numbers);
-}
-
 void expectSolution(const RiccatiEquation& e, const std::vector<double>& elements) {
-    const Matrix<double> x = matrixOf(e.a.rows(), elements);
+    const Matrix<double> x = squareMatrixOf(e.a.rows(), elements);
     EXPECT_TRUE(isSymmetric(x));
     const RiccatiVerdict verdict = verdictOn(e, x);
     EXPECT_LE(verdict.relative, relativeResidual) << e.a.rows();
@@ -50,7 +29,7 @@ void expectSolution(const RiccatiEquation& e, const std::vector<double>& element
 TEST(RiccatiSubspace, HamiltonianAndExtendedPencilFindTheContinuousSolution) {
     NormalNumbers numbers(1);
     for (const int n : {1, 2, 3, 10, 40}) {
-        const RiccatiEquation e = example(continuousSystem, n, numbers);
+        const RiccatiEquation e = solvableEquation(continuousSystem, n, numbers);
         std::vector<double> x, y;
         ASSERT_TRUE(solveByHamiltonian(problemOf(e), x));
         expectSolution(e, x);
@@ -62,7 +41,7 @@ TEST(RiccatiSubspace, HamiltonianAndExtendedPencilFindTheContinuousSolution) {
 TEST(RiccatiSubspace, DoublingAndExtendedPencilFindTheDiscreteSolution) {
     NormalNumbers numbers(2);
     for (const int n : {1, 2, 3, 10, 40}) {
-        const RiccatiEquation e = example(discreteSystem, n, numbers);
+        const RiccatiEquation e = solvableEquation(discreteSystem, n, numbers);
         std::vector<double> x, y;
         ASSERT_TRUE(solveByDoubling(problemOf(e), x));
         expectSolution(e, x);
