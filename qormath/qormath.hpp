@@ -14,6 +14,8 @@
 #include <qormath/models/lti_fir_model.hpp>
 #include <qormath/models/lti_state_space_model.hpp>
 #include <qormath/numerics/dense_gaussian_solver.hpp>
+#include <qormath/numerics/qor_svd_analysis.hpp>
+#include <qormath/numerics/svd_sub_matrix.hpp>
 #include <qormath/pipeline/reduce.hpp>
 #include <qormath/structure/ability_manager.hpp>
 #include <qormath/version.hpp>
