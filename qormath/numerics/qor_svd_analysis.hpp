@@ -23,7 +23,14 @@ namespace QorMathLA {
 /// of the first one. That is rounding error from elements of about 1: so a matrix of integers that is exactly singular
 /// is found to be so, although its computed pivot is not 0, and diag(1, 1e-20) is a result, of condition number 1e20.
 ///
-/// The results are exact: all that an enumeration of all selections would find, in its order, to the last bit.
+/// The results are exact: all that an enumeration of all selections would find, to the last bit. Selections are left
+/// out only where the interlacing of singular values shows that they are beyond the limit, or worse than the last
+/// result that there is a place for; a limit or a number of results thus saves much of the work.
+///
+/// The work is limited to 100,000,000 units, which take a minute or so on one core. A unit is a look at a block of rows
+/// and columns of order 1 to 3; one of order i counts 1 + i^3/64 units in whole numbers, a result that takes a new
+/// place counts 19 more, and one selection of the fewer of rows and columns 64 or more. So 5,000,000 candidates of
+/// order up to 3 can be ranked where all are kept.
 ///
 /// J. W. Demmel, "The componentwise distance to the nearest singular matrix", SIAM J. Matrix Anal. Appl. 13 (1992);
 /// E. H. Bristol, see SVDSubMatrix.
@@ -43,8 +50,8 @@ class QORMATH_API QorSVDAnalysis {
     QorSVDAnalysis(const Matrix<double>& gain, const Vector<double>& scaling, int size, int maxResults, bool scaleRows,
                    double maxConditionNumber);
 
-    /// Finds the results. Throws the int -1, and leaves no results, if there are too many candidates.
-    /// A second run finds the same.
+    /// Finds the results; a second run finds the same. Throws the int -1, and leaves no results, once the search has
+    /// taken more work than is allowed; before it is begun, where there is a place for each candidate and no limit.
     void computeAnalysis();
 
     /// The scaled gain, from the constructor on, as a whole matrix of the gain's shape; it is empty if the gain is.
