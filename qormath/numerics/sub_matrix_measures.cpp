@@ -87,8 +87,8 @@ double largestEigenvalueOfOrder3(double* g) {
     return symmetricEigenvalueRange(g, 3).largest;
 }
 
-/// The 2-norm of a matrix whose largest element is about 1. gram is workspace of the same size.
-double normByGramMatrix(const double* a, int order, double* gram) {
+/// The square of the 2-norm of a matrix whose largest element is about 1. gram is workspace of the same size.
+double squaredNormByGramMatrix(const double* a, int order, double* gram) {
     for (int j = 0; j < order; ++j) {
         for (int i = 0; i <= j; ++i) {
             double sum = 0.0;
@@ -99,11 +99,11 @@ double normByGramMatrix(const double* a, int order, double* gram) {
             gram[static_cast<std::ptrdiff_t>(i) * order + j] = sum;
         }
     }
-    return std::sqrt(order == 3 ? largestEigenvalueOfOrder3(gram) : symmetricEigenvalueRange(gram, order).largest);
+    return order == 3 ? largestEigenvalueOfOrder3(gram) : symmetricEigenvalueRange(gram, order).largest;
 }
 
 /// The same through LAPACK, which destroys a; infinite if the iteration fails.
-double normByLapack(double* a, int order) {
+double squaredNormByLapack(double* a, int order) {
     std::vector<double> singularValues(static_cast<std::size_t>(order));
     std::vector<int> integerWork(8 * static_cast<std::size_t>(order));
     double size = 0.0;
@@ -112,7 +112,7 @@ double normByLapack(double* a, int order) {
     std::vector<double> work(static_cast<std::size_t>(size));
     const int info = lapack::gesdd('N', order, order, a, order, singularValues.data(), nullptr, 1, nullptr, 1,
                                    work.data(), static_cast<int>(work.size()), integerWork.data());
-    return info == 0 ? singularValues[0] : infinity;
+    return info == 0 ? singularValues[0] * singularValues[0] : infinity;
 }
 
 }  // namespace
@@ -166,7 +166,7 @@ SubMatrixMeasures SubMatrixMeter::measure(const double* a) {
     invert();
     int exponent = 0;
     int inverseExponent = 0;
-    const double conditionNumber = norm(false, exponent) * norm(true, inverseExponent);
+    const double conditionNumber = std::sqrt(squaredNorm(false, exponent) * squaredNorm(true, inverseExponent));
     // Rounding can bring a perfectly conditioned matrix below 1.
     return {std::max(std::scalbn(conditionNumber, exponent + inverseExponent), 1.0), largestRelativeGain()};
 }
@@ -286,9 +286,10 @@ double SubMatrixMeter::largestRelativeGain() const {
     return largest;
 }
 
-/// The 2-norm of the matrix itself, or of its inverse: the value returned times 2^exponent, for either can be out of
-/// the range of numbers where the other is too. What underflows is nothing beside the largest element.
-double SubMatrixMeter::norm(bool ofInverse, int& exponent) {
+/// The square of the 2-norm of the matrix itself, or of its inverse, where that norm is the root of what is returned
+/// times 2^exponent: either can be out of the range of numbers where their product is not. What underflows is nothing
+/// beside the largest element.
+double SubMatrixMeter::squaredNorm(bool ofInverse, int& exponent) {
     const std::vector<double>& source = ofInverse ? inverse_ : equilibrated_;
     const auto scaleOf = [&](int i, int j) {
         return ofInverse ? -(colExponents_[at(i, 0)] + rowExponents_[at(j, 0)])
@@ -307,8 +308,8 @@ double SubMatrixMeter::norm(bool ofInverse, int& exponent) {
             scaled_[at(i, j)] = timesPowerOf2(source[at(i, j)], scaleOf(i, j) - exponent);
         }
     }
-    return order_ <= largestJacobiOrder ? normByGramMatrix(scaled_.data(), order_, work_.data())
-                                        : normByLapack(scaled_.data(), order_);
+    return order_ <= largestJacobiOrder ? squaredNormByGramMatrix(scaled_.data(), order_, work_.data())
+                                        : squaredNormByLapack(scaled_.data(), order_);
 }
 
 }  // namespace qormath::numerics

@@ -25,7 +25,7 @@ class SubMatrixMeter {
     bool factorize();
     void invert();
     double largestRelativeGain() const;
-    double norm(bool ofInverse, int& exponent);
+    double squaredNorm(bool ofInverse, int& exponent);
 
     std::size_t at(int i, int j) const {
         return static_cast<std::size_t>(j) * static_cast<std::size_t>(order_) + static_cast<std::size_t>(i);

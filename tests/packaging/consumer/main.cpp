@@ -4,6 +4,7 @@
 #include <qormath/core/matrix.hpp>
 #include <qormath/core/xmsg.hpp>
 #include <qormath/models/lti_state_space_model.hpp>
+#include <qormath/numerics/qor_svd_analysis.hpp>
 #include <qormath/version.hpp>
 
 namespace {
@@ -30,6 +31,18 @@ LTIStateSpaceModel lag(double a) {
 
 }  // namespace
 
+void expectAnalysis() {
+    QorMathLA::QorSVDAnalysis analysis(oneByOne(3.0), QorMathLA::Vector<double>(1).filled(2.0), 1, 0, false, 0.0);
+    analysis.computeAnalysis();
+    QorMathLA::Vector<QorMathLA::SVDSubMatrix> results = analysis.getResults();
+    const QorMathLA::VectorSoft<QorMathLA::SVDSubMatrix> view = results(QorMathLA::Range(0, 0, 1));
+    expect(view.size() == 1 && view[0].getConditionNumber() == 1.0, "a gain of one element is well conditioned");
+    QorMathLA::SharedArray<QorMathLA::SVDSubMatrix> block;
+    block.initialise(2, nullptr, false);
+    block.data[1] = results[0];
+    expect(block.data[0] < block.data[1], "results are ordered");
+}
+
 // Calls the library, LAPACK through it, and catches both kinds of exceptions that cross its border.
 int main() {
     std::printf("QorMath %s\n", QORMATH_VERSION);
@@ -38,6 +51,8 @@ int main() {
     Matrix<QorMathLA::_MKL_Complex16> complex(2, 2);
     complex(1, 0).imag = 3.0;
     expect(Matrix<QorMathLA::_MKL_Complex16>(complex)(1, 0).imag == 3.0, "a matrix of complex elements is copied");
+
+    expectAnalysis();
 
     int thrown = 0;
     try {
