@@ -141,8 +141,13 @@ class QORMATH_API QorMathControl {
     static void SylvesterEquation(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& b,
                                   const Matrix<double>& c);
 
-    /// Solves a x + x a' + q = 0 by SylvesterEquation, with its failures. A symmetric q gives an x that is symmetric up
-    /// to rounding; with a stable a and a positive semi-definite q it is positive semi-definite up to rounding.
+    /// Solves a x + x a' + q = 0, with the failures of SylvesterEquation(x, a, a', q). A symmetric q gives an x that is
+    /// symmetric up to rounding; with a stable a and a positive semi-definite q it is positive semi-definite up to
+    /// rounding.
+    ///
+    /// One Schur form serves for a and a' where no two eigenvalues of a have a sum near 0; SylvesterEquation solves
+    /// what is nearer, see "Faster routes" in ARCHITECTURE.md. Cost: 25 n^3 operations for a Schur form and 7 to 14 n^3
+    /// for the rest, or that of SylvesterEquation.
     static void ContinuousLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q);
 
     /// Solves a x a' - x + q = 0. There is one solution when no product of two eigenvalues of a is 1. x is replaced; it
@@ -154,8 +159,10 @@ class QORMATH_API QorMathControl {
     /// thrown: the int -1 if that equation is singular to working precision, if q is not of the order of a, or if a
     /// holds NaN or infinity. x is then -q. NaN and infinity in q alone go into x.
     ///
-    /// The residual grows with the condition of a + i, that is with an eigenvalue near -1. Cost: that of
-    /// SylvesterEquation with m and m', and 7 n^3 operations.
+    /// Where a + i is regular and no two eigenvalues of a have a product near 1, the same equation is solved from one
+    /// Schur form of a itself, see "Faster routes" in ARCHITECTURE.md, and the residual is of rounding size. Otherwise
+    /// it grows with the condition of a + i, that is with an eigenvalue near -1. Cost: 25 n^3 operations for a Schur
+    /// form and 8 to 15 n^3 for the rest, or that of SylvesterEquation with m and m', and 7 n^3.
     static void DiscreteLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q);
 
     /// The continuous algebraic Riccati equation q + a' x + x a - g r^+ g' = 0, where g = x b + s and r^+ is

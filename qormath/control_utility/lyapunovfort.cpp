@@ -23,6 +23,14 @@ using lapack::Triangle;
 // are well-conditioned, those of singular equations of order 2 to 300 came out up to 14 of these away.
 constexpr double indistinctness = 32.0;
 
+// Half of the digits: eigenvalues this share of the norm of a from those of a singular equation are far from where two
+// ways to its solution could tell different things of it.
+constexpr double clearDistance = 0x1p-26;
+// Products of a few elements within 2 to plus or minus this power, and sums of many, stay within the numbers.
+constexpr int moderateExponent = 200;
+// No routine has scaled its result where the solution comes out this small.
+constexpr double largestUnscaled = 0x1p600;
+
 std::size_t elements(int rows, int columns) {
     return static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
 }
@@ -46,9 +54,8 @@ void transposeSquare(int n, double* a) {
     }
 }
 
-// True when two of the eigenvalues have the sum 0, as near as they are known.
-bool haveOpposite(std::size_t n, const double* wr, const double* wi, double norm) {
-    const double limit = indistinctness * lapack::machineEpsilon();
+// True when two of the eigenvalues have the sum 0, within changes of each by the limit times the norm.
+bool haveOpposite(std::size_t n, const double* wr, const double* wi, double norm, double limit) {
     for (std::size_t i = 0; i < n; ++i) {
         for (std::size_t j = i; j < n; ++j) {
             // The nearer one of the sums with the other eigenvalue and with its conjugate.
@@ -62,16 +69,19 @@ bool haveOpposite(std::size_t n, const double* wr, const double* wi, double norm
     return false;
 }
 
-// True when two of the eigenvalues have the product 1, as near as they are known.
-bool haveReciprocal(std::size_t n, const double* wr, const double* wi, double norm) {
-    const double limit = indistinctness * lapack::machineEpsilon() * norm;
+// True when two of the eigenvalues have the product 1, within changes of each by the limit times the norm.
+bool haveReciprocal(std::size_t n, const double* wr, const double* wi, double norm, double limit) {
+    std::vector<double> reach(n);
     for (std::size_t i = 0; i < n; ++i) {
-        const double sizeI = std::hypot(wr[i], wi[i]);
+        reach[i] = limit * norm * std::hypot(wr[i], wi[i]);
+    }
+    for (std::size_t i = 0; i < n; ++i) {
         for (std::size_t j = i; j < n; ++j) {
-            const double sizeJ = std::hypot(wr[j], wi[j]);
             const double re = wr[i] * wr[j] + std::abs(wi[i]) * std::abs(wi[j]) - 1.0;
             const double im = std::abs(wi[i]) * wr[j] - wr[i] * std::abs(wi[j]);
-            if (std::hypot(re, im) <= limit * (sizeI + sizeJ)) {
+            // The modulus, which is dear, is no less than either part.
+            const double within = reach[i] + reach[j];
+            if (std::abs(re) <= within && std::abs(im) <= within && std::hypot(re, im) <= within) {
                 return true;
             }
         }
@@ -79,12 +89,13 @@ bool haveReciprocal(std::size_t n, const double* wr, const double* wi, double no
     return false;
 }
 
-bool isSingular(bool discrete, int n, const double* wr, const double* wi, double norm) {
+// True when changes of the eigenvalues by the limit times the norm can make the equation singular.
+bool isSingular(bool discrete, int n, const double* wr, const double* wi, double norm, double limit) {
     if (norm == 0.0) {
         return !discrete;
     }
     const auto count = static_cast<std::size_t>(n);
-    return discrete ? haveReciprocal(count, wr, wi, norm) : haveOpposite(count, wr, wi, norm);
+    return discrete ? haveReciprocal(count, wr, wi, norm, limit) : haveOpposite(count, wr, wi, norm, limit);
 }
 
 // The upper triangle of op(u)' h op(u), of which h has the upper triangle filled. With h = r + r' for a triangular r
@@ -114,6 +125,18 @@ int solveTriangular(bool discrete, bool symmetric, int n, const double* t, doubl
     return solveTriangularSylvester(Op::none, Op::transpose, 1, n, n, t, n, t, n, y, n, scale);
 }
 
+// to = factor 2^-exponent from; the two may be the same.
+void copyScaled(int rows, int columns, const double* from, double factor, int exponent, double* to) {
+    const double* const end = from + elements(rows, columns);
+    if (std::abs(exponent) <= moderateExponent) {
+        // The same number, since the power of 2 is one too.
+        const double whole = std::scalbn(factor, -exponent);
+        std::transform(from, end, to, [=](double element) { return whole * element; });
+        return;
+    }
+    std::transform(from, end, to, [=](double element) { return factor * std::scalbn(element, -exponent); });
+}
+
 // x = y 2^exponent / scale; false when that is beyond the largest number, and x is then unchanged.
 bool undoScaling(int n, double* y, int exponent, double scale, double* x) {
     if (!(scale > 0.0)) {
@@ -122,9 +145,10 @@ bool undoScaling(int n, double* y, int exponent, double scale, double* x) {
     const int scaleExponent = std::ilogb(scale);
     const double significand = std::scalbn(scale, -scaleExponent);
     const std::size_t count = elements(n, n);
-    for (std::size_t k = 0; k < count; ++k) {
-        y[k] = std::scalbn(y[k] / significand, exponent - scaleExponent);
+    if (significand != 1.0) {
+        std::transform(y, y + count, y, [=](double element) { return element / significand; });
     }
+    copyScaled(n, n, y, 1.0, scaleExponent - exponent, y);
     if (!lapack::allFinite(n, n, y, n)) {
         return false;
     }
@@ -138,20 +162,13 @@ int exponentOf(int n, const double* a) {
     return largest == 0.0 ? 0 : std::ilogb(largest);
 }
 
-// to = factor 2^-exponent from; the two may be the same.
-void copyScaled(int rows, int columns, const double* from, double factor, int exponent, double* to) {
-    std::transform(from, from + elements(rows, columns), to,
-                   [=](double element) { return factor * std::scalbn(element, -exponent); });
-}
-
-// Solves the equation of finite a and c. The Schur form t = u' a' u of the transpose takes it to t y + y t' = u' c u
-// or t y t' - y = u' c u. Powers of 2 bring the largest elements of a and c to about 1, but for the a of a discrete
-// equation, which a factor would make another one.
-int solveFinite(bool discrete, int n, double* a, double* u, double* x, double* wr, double* wi, double* work,
-                int workLength) {
+// Solves a x + x a' = c or when discrete a x a' - x = c for finite a and c. The Schur form t = u' a u takes it to
+// t y + y t' = u' c u or t y t' - y = u' c u. Powers of 2 bring the largest elements of a and c to about 1, but for the
+// a of a discrete equation, which a factor would make another one.
+int solveFinite(bool discrete, double limit, int n, double* a, double* u, double* x, double* wr, double* wi,
+                double* work, int workLength) {
     const int exponentA = discrete ? 0 : exponentOf(n, a);
     const int exponentC = exponentOf(n, x);
-    transposeSquare(n, a);
     copyScaled(n, n, a, 1.0, exponentA, a);
     if (const int info = lapack::gees(n, a, n, wr, wi, u, n, work, workLength); info != 0) {
         return info;
@@ -160,7 +177,7 @@ int solveFinite(bool discrete, int n, double* a, double* u, double* x, double* w
     if (discrete && !std::isfinite(norm * norm)) {
         return n + 2;
     }
-    const bool singular = isSingular(discrete, n, wr, wi, norm);
+    const bool singular = isSingular(discrete, n, wr, wi, norm, limit);
     copyScaled(n, 1, wr, 1.0, -exponentA, wr);
     copyScaled(n, 1, wi, 1.0, -exponentA, wi);
     if (singular) {
@@ -201,8 +218,22 @@ void LYAPUNOVFORT(const int* discrete, const int* n, double* a, double* u, doubl
     } else if (!lapack::allFinite(*n, *n, a, *n) || !lapack::allFinite(*n, *n, x, *n)) {
         *info = *n + 3;
     } else {
-        *info = solveFinite(*discrete == 1, *n, a, u, x, wr, wi, work, *workLength);
+        transposeSquare(*n, a);
+        *info = solveFinite(*discrete == 1, indistinctness * lapack::machineEpsilon(), *n, a, u, x, wr, wi, work,
+                            *workLength);
     }
+}
+
+bool solveClearLyapunov(bool discrete, int n, double* a, double* x) {
+    if (n < 1 || !lapack::allFinite(n, n, a, n) || !lapack::allFinite(n, n, x, n) ||
+        std::abs(exponentOf(n, a)) > moderateExponent || std::abs(exponentOf(n, x)) > moderateExponent) {
+        return false;
+    }
+    const auto order = static_cast<std::size_t>(n);
+    std::vector<double> u(elements(n, n)), wr(order), wi(order), work(elements(n + 3, n));
+    return solveFinite(discrete, clearDistance, n, a, u.data(), x, wr.data(), wi.data(), work.data(),
+                       static_cast<int>(work.size())) == 0 &&
+           largestElement(n, n, x, n) <= largestUnscaled;
 }
 
 }  // namespace qormath::control_utility

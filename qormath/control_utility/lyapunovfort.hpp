@@ -30,4 +30,13 @@ namespace qormath::control_utility {
 void LYAPUNOVFORT(const int* discrete, const int* n, double* a, double* u, double* x, double* wr, double* wi,
                   double* work, const int* workLength, int* info);
 
+/// Solves a x + x a' = c, or when discrete a x a' - x = c, from one Schur form where nothing about the equation is in
+/// doubt: true if so, with x the solution. a and x (n by n, packed, x being c on entry) are overwritten in any case.
+///
+/// False where another method might tell something else of the equation: an argument that is not finite or has its
+/// largest element beyond 2^200 or below 2^-200, eigenvalues that changes by 2^-26 times the Frobenius norm of a bring
+/// to the sum 0 or the product 1, an iteration that does not converge, a solution beyond 2^600. Other than with
+/// LYAPUNOVFORT, a stands on the left.
+bool solveClearLyapunov(bool discrete, int n, double* a, double* x);
+
 }  // namespace qormath::control_utility

@@ -11,7 +11,32 @@
 
 using QorMathLA::Matrix;
 
+namespace {
+
+/// Solves a x + x a' + q = 0 or a x a' - x + q = 0 from one Schur form where that is beyond doubt. Returns false, with
+/// x as it was, where the road over the Sylvester equation has to tell what comes of it.
+bool solveFromOneSchurForm(bool discrete, Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q) {
+    const int n = a.rows();
+    if (n == 0 || a.cols() != n || q.rows() != n || q.cols() != n) {
+        return false;
+    }
+    Matrix<double> scratch, solution;
+    scratch = a;
+    solution = q * -1.0;
+    if (!qormath::control_utility::solveClearLyapunov(discrete, n, scratch.numericData(true),
+                                                      solution.numericData(true))) {
+        return false;
+    }
+    x = QorMathLA::MatrixSoft<double>(solution);
+    return true;
+}
+
+}  // namespace
+
 void QorMathControl::ContinuousLyapunov(Matrix<double>& x, const Matrix<double>& a, const Matrix<double>& q) {
+    if (solveFromOneSchurForm(false, x, a, q)) {
+        return;
+    }
     Matrix<double> transposed(a);
     transposed.transposeInPlace();
     SylvesterEquation(x, a, transposed, q);
@@ -25,6 +50,10 @@ void QorMathControl::DiscreteLyapunov(Matrix<double>& x, const Matrix<double>& a
         QorMathLA::DenseGaussianSolver solver(a + identity);
         solver.initialize();
         solver.factorize();
+        // Only where a + I is regular: the fallback solves for another x.
+        if (solveFromOneSchurForm(true, x, a, q)) {
+            return;
+        }
         const Matrix<double> m(Matrix<double>(solver.solve(a - identity)), true);
         identity.setIdentity(m.rows());
         const Matrix<double> constant = (identity - m) * q * (identity - m.transpose()) / 2.0;
