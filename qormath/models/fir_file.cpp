@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include <qormath/core/detail/bounded_text.hpp>
 #include <qormath/models/detail/fir_header.hpp>
 #include <qormath/models/detail/fir_record.hpp>
 #include <qormath/models/detail/fir_scan.hpp>
@@ -9,6 +10,7 @@
 namespace {
 
 using namespace qormath::models;
+using qormath::core::copyBounded;
 
 bool isOpen(const FIRFileHandle* handle) {
     return handle != nullptr && handle->stream != nullptr;
@@ -32,9 +34,14 @@ int openStream(FIRFileHandle* handle, const char* fileName, const char* mode) {
     return handle->stream == nullptr ? FIR_OPEN_FAILED : FIR_OK;
 }
 
-void copyText(char* target, const char* text) {
-    if (target != nullptr) {
-        copyBounded(target, firTextSize, text);
+// Name and descriptor between a handle and its user, who may want neither.
+void copyTexts(const char* function, const char* name, const char* descriptor, char* nameTarget,
+               char* descriptorTarget) {
+    if (nameTarget != nullptr) {
+        copyBounded(function, "the name", name, nameTarget, firTextSize);
+    }
+    if (descriptorTarget != nullptr) {
+        copyBounded(function, "the descriptor", descriptor, descriptorTarget, firTextSize);
     }
 }
 
@@ -93,7 +100,8 @@ int firGetHeader(FIRFileHandle* handle, int* inputCount, int* outputCount, int* 
     copyValue(coefficientCount, handle->coefficientCount);
     copyValue(horizonSeconds, handle->horizonSeconds);
     if (comment != nullptr) {
-        copyBounded(comment, firCommentSize, handle->comment != nullptr ? handle->comment : "");
+        copyBounded("firGetHeader", "the comment", handle->comment != nullptr ? handle->comment : "", comment,
+                    firCommentSize);
     }
     return FIR_OK;
 }
@@ -121,8 +129,7 @@ int firGetInput(FIRFileHandle* handle, int index, char* name, char* descriptor) 
     if (const int status = ensureScanned(handle); status != FIR_OK) {
         return status;
     }
-    copyText(name, handle->inputNames[index]);
-    copyText(descriptor, handle->inputDescriptors[index]);
+    copyTexts("firGetInput", handle->inputNames[index], handle->inputDescriptors[index], name, descriptor);
     return FIR_OK;
 }
 
@@ -136,8 +143,7 @@ int firGetOutput(FIRFileHandle* handle, int index, char* name, char* descriptor,
     if (const int status = ensureScanned(handle); status != FIR_OK) {
         return status;
     }
-    copyText(name, handle->outputNames[index]);
-    copyText(descriptor, handle->outputDescriptors[index]);
+    copyTexts("firGetOutput", handle->outputNames[index], handle->outputDescriptors[index], name, descriptor);
     copyValue(ramp, handle->rampValues[index]);
     copyValue(curves, handle->curveCounts[index]);
     return FIR_OK;
@@ -191,7 +197,7 @@ int firSetHeader(FIRFileHandle* handle, int inputCount, int outputCount, int coe
         if (!allocateComment(*handle)) {
             return FIR_NO_MEMORY;
         }
-        copyBounded(handle->comment, firCommentSize, comment);
+        copyBounded("firSetHeader", "the comment", comment, handle->comment, firCommentSize);
     }
     handle->coefficientCount = coefficientCount;
     handle->horizonSeconds = horizonSeconds;
@@ -215,8 +221,8 @@ int firSetInput(FIRFileHandle* handle, int index, const char* name, const char* 
     if (name == nullptr) {
         return FIR_NO_NAME;
     }
-    copyText(handle->inputNames[index], name);
-    copyText(handle->inputDescriptors[index], descriptor != nullptr ? descriptor : "");
+    copyTexts("firSetInput", name, descriptor != nullptr ? descriptor : "", handle->inputNames[index],
+              handle->inputDescriptors[index]);
     return FIR_OK;
 }
 
@@ -230,8 +236,8 @@ int firSetOutput(FIRFileHandle* handle, int index, const char* name, const char*
     if (name == nullptr) {
         return FIR_NO_NAME;
     }
-    copyText(handle->outputNames[index], name);
-    copyText(handle->outputDescriptors[index], descriptor != nullptr ? descriptor : "");
+    copyTexts("firSetOutput", name, descriptor != nullptr ? descriptor : "", handle->outputNames[index],
+              handle->outputDescriptors[index]);
     handle->rampValues[index] = ramp;
     return FIR_OK;
 }

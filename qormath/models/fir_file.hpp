@@ -16,6 +16,9 @@
 /// Numbers are read and printed as in the C locale, whatever the C locale or the C++ global locale of the process.
 /// Counts in a file are not believed: memory grows with the lines that are really there.
 ///
+/// A text that is too long for its field stops the process: one line on standard error names the function, the length
+/// and the limit, and the process aborts.
+///
 /// A handle belongs to one thread. Two handles share nothing.
 
 /// Status values of the handle functions. There is no 11.

@@ -1,5 +1,4 @@
 #include <cstdlib>
-#include <cstring>
 
 #include <qormath/models/detail/fir_record.hpp>
 
@@ -82,14 +81,6 @@ bool allocateComment(FIRFileHandle& handle) {
         handle.comment = static_cast<char*>(std::calloc(firCommentSize, 1));
     }
     return handle.comment != nullptr;
-}
-
-void copyBounded(char* target, std::size_t size, const char* text) {
-    const std::size_t length = std::strlen(text);
-    if (length >= size) {
-        std::abort();
-    }
-    std::memmove(target, text, length + 1);
 }
 
 }  // namespace qormath::models

@@ -17,6 +17,7 @@ using namespace qormath::test;
 using testing::Each;
 using testing::ElementsAre;
 using testing::StartsWith;
+using testing::StrEq;
 
 namespace {
 
@@ -366,9 +367,14 @@ TEST(FirTextDeathTest, StopsTheProcessAtATextThatDoesNotFit) {
     Writing writing(file.name(), smallModel());
     FIRFileHandle* const handle = &writing.handle;
     const auto aborted = testing::KilledBySignal(SIGABRT);
-    EXPECT_EXIT(firSetInput(handle, 0, "abcdefghijklm", "x"), aborted, "");
-    EXPECT_EXIT(firSetInput(handle, 0, "x", "abcdefghijklm"), aborted, "");
-    EXPECT_EXIT(firSetOutput(handle, 0, "abcdefghijklm", "x", 0), aborted, "");
-    EXPECT_EXIT(firSetOutput(handle, 0, "x", "abcdefghijklm", 0), aborted, "");
-    EXPECT_EXIT(firSetHeader(handle, 1, 1, 30, 60, std::string(256, 'c').c_str()), aborted, "");
+    const auto tooLong = [](const std::string& function, const std::string& what) {
+        return function + ": " + what + " has 13 characters, the limit is 12\n";
+    };
+    EXPECT_EXIT(firSetInput(handle, 0, "abcdefghijklm", "x"), aborted, StrEq(tooLong("firSetInput", "the name")));
+    EXPECT_EXIT(firSetInput(handle, 0, "x", "abcdefghijklm"), aborted, StrEq(tooLong("firSetInput", "the descriptor")));
+    EXPECT_EXIT(firSetOutput(handle, 0, "abcdefghijklm", "x", 0), aborted, StrEq(tooLong("firSetOutput", "the name")));
+    EXPECT_EXIT(firSetOutput(handle, 0, "x", "abcdefghijklm", 0), aborted,
+                StrEq(tooLong("firSetOutput", "the descriptor")));
+    EXPECT_EXIT(firSetHeader(handle, 1, 1, 30, 60, std::string(256, 'c').c_str()), aborted,
+                StrEq("firSetHeader: the comment has 256 characters, the limit is 255\n"));
 }

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
 #include <models/small_fir_models.hpp>
@@ -164,7 +165,8 @@ TEST(WriteModelDeathTest, StopsTheProcessAtATextOfMoreThanTwelveCharacters) {
     LTIFIRModel model = modelOf(smallModel());
     model.outputNames[0] = "abcdefghijklm";
     TemporaryFile file;
-    EXPECT_EXIT(model.WriteModel(file.writableName()), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(model.WriteModel(file.writableName()), testing::KilledBySignal(SIGABRT),
+                testing::StrEq("firSetOutput: the name has 13 characters, the limit is 12\n"));
 }
 
 TEST(ReadModel, BringsAWrittenModelBack) {

@@ -23,8 +23,4 @@ bool allocateTables(FIRFileHandle& handle);
 /// Makes the zero-filled block of the comment where there is none. False where memory ran out.
 bool allocateComment(FIRFileHandle& handle);
 
-/// Copies a text with its terminator into `size` bytes. A text that does not fit stops the process: it is a mistake of
-/// the caller, and a shortened name would be another variable.
-void copyBounded(char* target, std::size_t size, const char* text);
-
 }  // namespace qormath::models
