@@ -10,6 +10,7 @@
 #include <qormath/core/shared_array.hpp>
 #include <qormath/core/vector.hpp>
 #include <qormath/core/xmsg.hpp>
+#include <qormath/host/host_api.h>
 #include <qormath/models/fir_file.hpp>
 #include <qormath/models/lti_fir_model.hpp>
 #include <qormath/models/lti_state_space_model.hpp>

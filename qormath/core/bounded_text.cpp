@@ -37,7 +37,9 @@ void requirePointer(const char* function, const char* what, const void* pointer)
 
 void copyBounded(const char* function, const char* what, const char* text, char* target, std::size_t size) {
     requirePointer(function, what, text);
-    requirePointer(function, "the destination", target);
+    if (target == nullptr) {
+        stopProcess(function, "there is no destination for %s", what);
+    }
     const std::size_t length = std::strlen(text);
     if (size == 0) {
         stopProcess(function, "%s has %zu characters, there is no room for any text", what, length);

@@ -124,8 +124,8 @@ QORMATH_API int API_GetOutputMessage(char* destination, int destinationSize, int
 /// @param resultCount receives the number of results found
 /// @param maxResults largest number of results to write; below 1 none is
 ///
-/// Throws the int -1 where the analysis does: before it starts, if the candidates are too many to be gone through. A
-/// call that throws may have written scaledGain, and nothing else.
+/// Throws the int -1 where the analysis does: for a scaled gain that is not finite, and where the candidates are too
+/// many to be gone through. Nothing is written then.
 QORMATH_API void SVDAnalysis(int nCols, int nRows, double* gain, double* scaledGain, double* scaling, int paramB,
                              int paramA, int flagValue, double value, int* colIndices, int* rowIndices,
                              double* conditionNumbers, double* rgaValues, int* resultCount, int maxResults);
