@@ -1,4 +1,4 @@
-# cmake -D BUILD_DIR=... -D INSTALLED_TREE=... -P install_tree.cmake
+# cmake -D BUILD_DIR=... -D INSTALLED_TREE=... -D READELF=... -P install_tree.cmake
 # Installs a build to a place of its own and moves the result to INSTALLED_TREE.
 
 set(first_place ${INSTALLED_TREE}.first)
@@ -22,3 +22,16 @@ file(GLOB_RECURSE private_headers
 if(private_headers)
   message(FATAL_ERROR "private headers are installed: ${private_headers}")
 endif()
+
+# Where the library is looked for is the loader's affair.
+file(GLOB_RECURSE binaries ${INSTALLED_TREE}/bin/qormath ${INSTALLED_TREE}/libqormath.so)
+list(LENGTH binaries count)
+if(count LESS 1)
+  message(FATAL_ERROR "neither the shared library nor the program is installed")
+endif()
+foreach(binary IN LISTS binaries)
+  execute_process(COMMAND ${READELF} -d ${binary} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)
+  if(dynamic MATCHES "RPATH|RUNPATH")
+    message(FATAL_ERROR "${binary} has a path for the loader")
+  endif()
+endforeach()
