@@ -20,6 +20,7 @@ struct Console {
 
 void addConvertCommand(CLI::App& program, const Console& console);
 void addInfoCommand(CLI::App& program, const Console& console);
+void addPairingCommand(CLI::App& program, const Console& console);
 void addRealiseCommand(CLI::App& program, const Console& console);
 void addReduceCommand(CLI::App& program, const Console& console);
 void addResampleCommand(CLI::App& program, const Console& console);

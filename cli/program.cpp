@@ -56,6 +56,7 @@ int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostrea
     addSimulateCommand(program, console);
     addConvertCommand(program, console);
     addResampleCommand(program, console);
+    addPairingCommand(program, console);
     // Set last, for a command takes the footer that the program has when it is added.
     program.footer("'qormath COMMAND --help' describes a command.");
 

@@ -33,7 +33,7 @@ TEST(Program, TellsItsCommands) {
     const ProgramRun run = runQormath({"--help"});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "");
-    for (const char* command : {"reduce", "info", "realise", "simulate"}) {
+    for (const char* command : {"reduce", "info", "realise", "simulate", "convert", "resample", "pairing"}) {
         EXPECT_THAT(run.out, HasSubstr(command));
     }
 }

@@ -110,6 +110,31 @@ TEST(QorSVDAnalysis, OrdersSelectionsOfOneConditionNumberByTheirRga) {
     EXPECT_EQ(describe(results[4]), "rows 1 2 cols 1 2 condition 1 rga 1");
 }
 
+// ---------------------------------------------------------------- published gains
+
+// S. Skogestad, M. Morari, J. C. Doyle, "Robust control of ill-conditioned plants: high-purity distillation", IEEE
+// Trans. Automatic Control 33 (1988): by reflux and boilup a condition number of 141.7 and a relative gain of 35.1, by
+// distillate and boilup 70.8 and 0.45, so that the other relative gain is 0.55.
+TEST(QorSVDAnalysis, AgreesWithThePublishedFiguresOfAHighPurityColumn) {
+    const Vector<SVDSubMatrix> reflux = resultsOf(test::matrixOf({{0.878, -0.864}, {1.082, -1.096}}), 2);
+    ASSERT_EQ(reflux.size(), 1);
+    EXPECT_NEAR(reflux[0].getConditionNumber(), 141.7, 0.05);
+    EXPECT_NEAR(reflux[0].getRGA(), 35.1, 0.05);
+    const Vector<SVDSubMatrix> distillate = resultsOf(test::matrixOf({{-0.878, 0.014}, {-1.082, -0.014}}), 2);
+    ASSERT_EQ(distillate.size(), 1);
+    EXPECT_NEAR(distillate[0].getConditionNumber(), 70.8, 0.05);
+    EXPECT_NEAR(distillate[0].getRGA(), 0.55, 0.005);
+}
+
+// R. K. Wood, M. W. Berry, "Terminal composition control of a binary distillation column", Chem. Eng. Sci. 28 (1973):
+// the relative gain of reflux and overhead is 1 / (1 - 18.9 * 6.6 / (12.8 * 19.4)).
+TEST(QorSVDAnalysis, AgreesWithTheRelativeGainOfABinaryColumn) {
+    const Vector<SVDSubMatrix> results = resultsOf(test::matrixOf({{12.8, -18.9}, {6.6, -19.4}}), 2);
+    ASSERT_EQ(results.size(), 1);
+    EXPECT_NEAR(results[0].getRGA(), 1.0 / (1.0 - 18.9 * 6.6 / (12.8 * 19.4)), 1e-14);
+    EXPECT_NEAR(results[0].getRGA(), 2.01, 0.005);
+}
+
 // ---------------------------------------------------------------- the size
 
 TEST(QorSVDAnalysis, TakesTheSmallerDimensionForASizeOfZeroOrBelowOrAboveIt) {

@@ -1,0 +1,258 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <qormath/numerics/qor_svd_analysis.hpp>
+
+#include "commands.hpp"
+#include "fidelity.hpp"
+#include "model_file.hpp"
+#include "program_error.hpp"
+#include "text.hpp"
+
+namespace qormath::cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using QorMathLA::Matrix;
+using QorMathLA::QorSVDAnalysis;
+using QorMathLA::SVDSubMatrix;
+using QorMathLA::Vector;
+
+struct PairingOptions {
+    std::string model;
+    int size = 0;  ///< 0: the smaller of the counts of inputs and outputs
+    int top = 10;
+    double conditionLimit = 0.0;  ///< 0: none
+    bool unscaled = false;
+    bool json = false;
+};
+
+struct Selection {
+    std::vector<std::string> outputs;
+    std::vector<std::string> inputs;
+    double conditionNumber;
+    double rga;
+};
+
+/// Logarithms of the gains that are not 0, and for each input the logarithm of its factor.
+class LogarithmicFit {
+  public:
+    explicit LogarithmicFit(const Matrix<double>& gain)
+        : gain_(gain), rows_(static_cast<std::size_t>(gain.rows())), cols_(static_cast<std::size_t>(gain.cols())) {}
+
+    /// One step of each: all outputs for the inputs as they are, then all inputs. The largest change of an input.
+    double improve() {
+        for (int i = 0; i < gain_.rows(); ++i) {
+            rows_[index(i)] = balance(i, true);
+        }
+        double largestChange = 0.0;
+        for (int j = 0; j < gain_.cols(); ++j) {
+            const double factor = balance(j, false);
+            largestChange = std::max(largestChange, std::abs(factor - cols_[index(j)]));
+            cols_[index(j)] = factor;
+        }
+        return largestChange;
+    }
+
+    double inputFactor(int j) const { return std::exp(cols_[index(j)]); }
+
+  private:
+    static std::size_t index(int i) { return static_cast<std::size_t>(i); }
+
+    /// What brings the mean logarithm of a row, or of a column, to 0.
+    double balance(int line, bool isRow) const {
+        double sum = 0.0;
+        int count = 0;
+        for (int other = 0; other < (isRow ? gain_.cols() : gain_.rows()); ++other) {
+            const double element = isRow ? gain_(line, other) : gain_(other, line);
+            if (element != 0.0) {
+                sum += std::log(std::abs(element)) + (isRow ? cols_ : rows_)[index(other)];
+                ++count;
+            }
+        }
+        return count == 0 ? 0.0 : -sum / count;
+    }
+
+    const Matrix<double>& gain_;
+    std::vector<double> rows_, cols_;
+};
+
+/// Factors of the inputs that make up for their units: those of the least squares of the logarithms of all gains. With
+/// each output divided by its largest gain afterwards, the result does not depend on any unit.
+/// A. R. Curtis, J. K. Reid, "On the automatic scaling of matrices for Gaussian elimination", IMA Journal of Applied
+/// Mathematics 10 (1972).
+Vector<double> unitFactors(const Matrix<double>& gain) {
+    constexpr double settled = 1e-13;
+    constexpr int maxSteps = 10000;  // a chain of pairs that share few inputs settles slowly
+    LogarithmicFit fit(gain);
+    for (int step = 0; step < maxSteps && fit.improve() > settled; ++step) {
+    }
+    Vector<double> factors(gain.cols());
+    for (int j = 0; j < gain.cols(); ++j) {
+        factors[j] = fit.inputFactor(j);
+    }
+    return factors;
+}
+
+/// The number of inputs, and of outputs, in a selection.
+int sizeOf(const PairingOptions& options, const LTIFIRModel& model) {
+    const int most = std::min(inputCountOf(model), outputCountOf(model));
+    if (most == 0) {
+        throw ProgramError(options.model, "has no inputs, or no outputs, to select from");
+    }
+    if (options.size > most) {
+        throw ProgramError(options.model, "has no selection of size " + std::to_string(options.size) + ": there are " +
+                                              std::to_string(inputCountOf(model)) + " inputs and " +
+                                              std::to_string(outputCountOf(model)) + " outputs");
+    }
+    return options.size == 0 ? most : options.size;
+}
+
+Vector<SVDSubMatrix> analysed(const PairingOptions& options, LTIFIRModel model, int size) {
+    const Matrix<double> gain = model.GetGain();
+    for (const double element : gain) {
+        if (!std::isfinite(element)) {
+            throw ProgramError(options.model, "has gains that are not finite");
+        }
+    }
+    const Vector<double> factors =
+        options.unscaled ? Vector<double>(Vector<double>(gain.cols()).filled(1.0)) : unitFactors(gain);
+    QorSVDAnalysis analysis(gain, factors, size, options.top, !options.unscaled, options.conditionLimit);
+    try {
+        analysis.computeAnalysis();
+    } catch (int) {
+        throw ProgramError(options.model,
+                           "has too many selections of size " + std::to_string(size) +
+                               " to rank; fewer with --top, a --condition-limit, or another --size may do");
+    }
+    return analysis.getResults();
+}
+
+std::vector<std::string> selected(const Vector<std::string>& names, const Vector<int>& indices) {
+    std::vector<std::string> list;
+    for (const int index : indices) {
+        list.push_back(toUtf8(names[index]));
+    }
+    return list;
+}
+
+std::vector<Selection> selectionsOf(const PairingOptions& options, const LTIFIRModel& model, int size) {
+    std::vector<Selection> selections;
+    for (const SVDSubMatrix& result : analysed(options, model, size)) {
+        selections.push_back({selected(model.outputNames, result.getRowIndices()),
+                              selected(model.inputNames, result.getColIndices()), result.getConditionNumber(),
+                              result.getRGA()});
+    }
+    return selections;
+}
+
+std::string limitInWords(const PairingOptions& options) {
+    return options.conditionLimit > 0.0 ? " up to a condition number of " + formatNumber(options.conditionLimit) : "";
+}
+
+void printTable(std::ostream& out, const PairingOptions& options, const LTIFIRModel& model, int size,
+                const std::vector<Selection>& selections) {
+    FactTable table;
+    table.add("model", options.model);
+    table.add("inputs", std::to_string(inputCountOf(model)));
+    table.add("outputs", std::to_string(outputCountOf(model)));
+    table.add("ramps", joined(rampNamesOf(model)));
+    table.add("size", std::to_string(size));
+    table.add("gains",
+              std::string(options.unscaled ? "in the units of the model" : "scaled, so that units do not count") +
+                  (rampNamesOf(model).empty() ? "" : " (of a ramp, its rise in a sample)"));
+    table.print(out);
+    if (selections.empty()) {
+        out << "\nno selection that is not singular" << limitInWords(options) << '\n';
+        return;
+    }
+    out << "\nbest selections" << limitInWords(options) << '\n';
+    // The names come last: they differ most in width.
+    std::vector<std::array<std::string, 3>> rows{{"condition number", "RGA", "outputs by inputs"}};
+    for (const Selection& selection : selections) {
+        rows.push_back({formatNumber(selection.conditionNumber), formatNumber(selection.rga),
+                        printable(joined(selection.outputs) + " by " + joined(selection.inputs))});
+    }
+    std::array<std::size_t, 2> widths{};
+    for (const auto& row : rows) {
+        widths = {std::max(widths[0], row[0].size()), std::max(widths[1], row[1].size())};
+    }
+    for (const auto& row : rows) {
+        out << "  " << std::string(widths[0] - row[0].size(), ' ') << row[0] << "  "
+            << std::string(widths[1] - row[1].size(), ' ') << row[1] << "  " << row[2] << '\n';
+    }
+}
+
+void printJson(std::ostream& out, const PairingOptions& options, const LTIFIRModel& model, int size,
+               const std::vector<Selection>& selections) {
+    Json object;
+    object["model"] = toUtf8(options.model);
+    object["inputs"] = inputCountOf(model);
+    object["outputs"] = outputCountOf(model);
+    object["ramps"] = rampNamesOf(model);
+    object["size"] = size;
+    object["isScaled"] = !options.unscaled;
+    object["conditionLimit"] = options.conditionLimit > 0.0 ? Json(options.conditionLimit) : Json(nullptr);
+    object["selections"] = Json::array();
+    for (const Selection& selection : selections) {
+        object["selections"].push_back({{"outputs", selection.outputs},
+                                        {"inputs", selection.inputs},
+                                        {"conditionNumber", selection.conditionNumber},
+                                        {"rga", selection.rga}});
+    }
+    out << object.dump(2) << '\n';
+}
+
+void run(const PairingOptions& options, const Console& console) {
+    const LTIFIRModel model = readModelFile(options.model);
+    const int size = sizeOf(options, model);
+    const std::vector<Selection> selections = selectionsOf(options, model, size);
+    (options.json ? printJson : printTable)(console.out, options, model, size, selections);
+}
+
+/// Empty if the text is a finite number above 0, otherwise what is wrong with it.
+std::string checkLimit(const std::string& text) {
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool isNumber = error == std::errc() && end == text.data() + text.size();
+    return isNumber && std::isfinite(value) && value > 0.0 ? "" : "expected a number above 0, not " + text;
+}
+
+}  // namespace
+
+void addPairingCommand(CLI::App& program, const Console& console) {
+    const auto options = std::make_shared<PairingOptions>();
+    CLI::App* command = program.add_subcommand(
+        "pairing", "Rank selections of as many inputs as outputs by how well their gains are conditioned");
+    command->add_option("MODEL.fir", options->model, "The model file")->required();
+    command
+        ->add_option("--size", options->size,
+                     "How many inputs, and outputs, a selection has (default: as many as there are of the fewer)")
+        ->check(CLI::PositiveNumber)
+        ->option_text("K");
+    command->add_option("--top", options->top, "How many selections to rank, 0 for all (default: 10)")
+        ->check(CLI::NonNegativeNumber)
+        ->option_text("N");
+    command
+        ->add_option("--condition-limit", options->conditionLimit,
+                     "Rank selections up to this condition number alone (default: all that are not singular)")
+        ->check(checkLimit)
+        ->option_text("X");
+    command->add_flag("--unscaled", options->unscaled,
+                      "Take the gains in the units of the model, instead of scaling inputs and outputs");
+    command->add_flag("--json", options->json, "Print JSON");
+    command->callback([options, console] { run(*options, console); });
+}
+
+}  // namespace qormath::cli
