@@ -69,6 +69,7 @@ end
 
 pkg load control
 warning ("off", "all");
+crash_dumps_octave_core (false);
 by_processor = strcmp (getenv ("OPENBLAS_NUM_THREADS"), "1");
 while (ischar (line = fgetl (stdin)))
   if (isempty (strtrim (line)))
