@@ -2,7 +2,7 @@
 
 _qormath() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands='reduce info realise simulate convert resample'
+    local commands='reduce info realise simulate convert resample pairing'
     local command= word options= values= suffix=
     COMPREPLY=()
 
@@ -25,6 +25,7 @@ _qormath() {
         simulate) options='--like -o --output --json' suffix=json ;;
         convert) options='--to --sample-time -o --output --method --json' suffix=json ;;
         resample) options='--sample-time -o --output --method --json' suffix=json ;;
+        pairing) options='--size --top --condition-limit --unscaled --json' suffix=fir ;;
         *) options='--version' values=$commands ;;
     esac
     options+=' -h --help'
@@ -34,6 +35,7 @@ _qormath() {
         reduce:--order) values='coarse middle fine' options= suffix= ;;
         convert:--to) values='continuous discrete' options= suffix= ;;
         *:--method) values='zoh tustin' options= suffix= ;;
+        pairing:--size | pairing:--top | pairing:--condition-limit) return ;;
         *:--order | *:--curve-tolerance | *:--damping | *:--gain-tolerance | *:--sample-time) return ;;
         *:--state-space) options= suffix=json ;;
         simulate:--like) options= suffix=fir ;;
