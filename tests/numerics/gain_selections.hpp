@@ -76,9 +76,8 @@ inline std::vector<QorMathLA::Vector<int>> selectionsOf(int count, int size) {
     return selections;
 }
 
-/// What the analysis has to find, from measuring every selection and sorting the results.
-inline std::vector<QorMathLA::SVDSubMatrix> measureAll(const QorMathLA::Matrix<double>& gain, int size, int maxResults,
-                                                       double limit) {
+/// What the analysis has to find without a limit, from measuring every selection and sorting the results.
+inline std::vector<QorMathLA::SVDSubMatrix> measureAll(const QorMathLA::Matrix<double>& gain, int size) {
     numerics::SubMatrixMeter meter(size);
     std::vector<double> block(static_cast<std::size_t>(size) * static_cast<std::size_t>(size));
     std::vector<QorMathLA::SVDSubMatrix> results;
@@ -92,12 +91,21 @@ inline std::vector<QorMathLA::SVDSubMatrix> measureAll(const QorMathLA::Matrix<d
                 }
             }
             const numerics::SubMatrixMeasures measures = meter.measure(block.data());
-            if (std::isfinite(measures.conditionNumber) && !(limit > 0.0 && measures.conditionNumber > limit)) {
+            if (std::isfinite(measures.conditionNumber)) {
                 results.emplace_back(rows, cols, measures.conditionNumber, measures.rga);
             }
         }
     }
     std::sort(results.begin(), results.end());
+    return results;
+}
+
+/// The first of the sorted results, as a limit and a number of results leave them.
+inline std::vector<QorMathLA::SVDSubMatrix> firstOf(std::vector<QorMathLA::SVDSubMatrix> results, int maxResults,
+                                                    double limit) {
+    if (limit > 0.0) {
+        std::erase_if(results, [limit](const auto& result) { return result.getConditionNumber() > limit; });
+    }
     if (maxResults > 0 && results.size() > static_cast<std::size_t>(maxResults)) {
         results.resize(static_cast<std::size_t>(maxResults));
     }

@@ -24,8 +24,9 @@ namespace test = qormath::test;
 const double infinite = std::numeric_limits<double>::infinity();
 
 // The results of the analysis are those of measuring all selections, bit by bit.
-void expectAllMeasured(const Matrix<double>& gain, int size, int maxResults, double limit) {
-    const std::vector<SVDSubMatrix> expected = test::measureAll(gain, size, maxResults, limit);
+void expectFirstOf(const std::vector<SVDSubMatrix>& measured, const Matrix<double>& gain, int size, int maxResults,
+                   double limit) {
+    const std::vector<SVDSubMatrix> expected = test::firstOf(measured, maxResults, limit);
     const Vector<SVDSubMatrix> results = test::resultsOf(gain, size, maxResults, limit);
     ASSERT_EQ(results.size(), static_cast<int>(expected.size()))
         << gain.rows() << "x" << gain.cols() << " size " << size << " count " << maxResults << " limit " << limit;
@@ -39,13 +40,14 @@ void expectAllMeasured(const Matrix<double>& gain, int size, int maxResults, dou
 // With all sizes, and with limits and counts from none over sharp to so large that they leave nothing out.
 void expectAllMeasured(const Matrix<double>& gain) {
     for (int size = 1; size <= std::min(gain.rows(), gain.cols()); ++size) {
-        expectAllMeasured(gain, size, 0, 0.0);
+        const std::vector<SVDSubMatrix> measured = test::measureAll(gain, size);
+        expectFirstOf(measured, gain, size, 0, 0.0);
         for (const int maxResults : {1, 2, 7, 40, 1000000}) {
-            expectAllMeasured(gain, size, maxResults, 0.0);
+            expectFirstOf(measured, gain, size, maxResults, 0.0);
         }
         for (const double limit : {1.0, 1.5, 3.0, 20.0, 1e4, 1e12}) {
-            expectAllMeasured(gain, size, 0, limit);
-            expectAllMeasured(gain, size, 5, limit);
+            expectFirstOf(measured, gain, size, 0, limit);
+            expectFirstOf(measured, gain, size, 5, limit);
         }
     }
 }
@@ -147,15 +149,16 @@ TEST(SubMatrixSearch, EqualsMeasuringAllOfTheThreeByThreeSelectionsOfATwentyByTw
     test::NormalNumbers numbers(19);
     const Matrix<double> gain = test::randomMatrix(20, 12, numbers);
     EXPECT_EQ(test::resultsOf(gain, 3).size(), 250800);
-    expectAllMeasured(gain, 3, 0, 0.0);
-    expectAllMeasured(gain, 3, 25, 0.0);
-    expectAllMeasured(gain, 3, 0, 2.0);
+    const std::vector<SVDSubMatrix> measured = test::measureAll(gain, 3);
+    expectFirstOf(measured, gain, 3, 0, 0.0);
+    expectFirstOf(measured, gain, 3, 25, 0.0);
+    expectFirstOf(measured, gain, 3, 0, 2.0);
 }
 
 TEST(SubMatrixSearch, FindsTheBestOfMoreSelectionsThanCouldBeRanked) {
-    // Nearly a permutation stands hidden among small elements; there are 2 * 10^10 selections.
+    // Nearly a permutation stands hidden among small elements; there are 2.5 * 10^9 selections.
     test::NormalNumbers numbers(20);
-    Matrix<double> gain = test::randomMatrix(30, 20, numbers);
+    Matrix<double> gain = test::randomMatrix(24, 18, numbers);
     for (double& element : gain) {
         element *= 1e-3;
     }
