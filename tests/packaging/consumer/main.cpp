@@ -7,6 +7,10 @@
 #include <qormath/numerics/qor_svd_analysis.hpp>
 #include <qormath/version.hpp>
 
+#ifdef WITH_HOST_LISTS
+bool hostListsWork();
+#endif
+
 namespace {
 
 using QorMathLA::Matrix;
@@ -70,5 +74,9 @@ int main() {
     }
     expect(caught.code == QorMathLA::DimensionMismatch, "factors that do not fit are refused");
     expect(caught.message == "Matrix * Matrix", "the error names the operation");
+
+#ifdef WITH_HOST_LISTS
+    expect(hostListsWork(), "what a host hands over reaches its consumer, and the other way round");
+#endif
     return failures == 0 ? 0 : 1;
 }
