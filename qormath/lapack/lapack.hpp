@@ -122,6 +122,13 @@ inline int gecon(int n, const double* lu, int lda, double norm1, double& recipro
     return LAPACKE_dgecon_work(LAPACK_COL_MAJOR, '1', n, lu, atLeastOne(lda), norm1, &reciprocal, work, integerWork);
 }
 
+/// Pivoted Cholesky factorisation of a positive semi-definite matrix, of which the lower triangle is read and replaced:
+/// column k of the factor belongs to row pivots[k] (one-based). It ends where no diagonal element is above tolerance;
+/// rank is the number of columns found, and info 1 tells that it is below n. work has 2 n elements.
+inline int pstrf(int n, double* a, int lda, int* pivots, int& rank, double tolerance, double* work) {
+    return LAPACKE_dpstrf_work(LAPACK_COL_MAJOR, 'L', n, a, atLeastOne(lda), pivots, &rank, tolerance, work);
+}
+
 // ---------------------------------------------------------------- orthogonal factorisations
 
 inline int geqrf(int m, int n, double* a, int lda, double* tau, double* work, int lwork) {
@@ -200,6 +207,25 @@ inline int gees(int n, double* a, int lda, double* wr, double* wi, double* vs, i
 /// vectors.
 inline int syev(int n, double* a, int lda, double* w, double* work, int lwork) {
     return LAPACKE_dsyev_work(LAPACK_COL_MAJOR, 'V', 'U', n, a, atLeastOne(lda), w, work, lwork);
+}
+
+/// Reduces a symmetric matrix, of which the lower triangle is read, to tridiagonal form: d of n and e of n - 1
+/// elements. The reflectors stay in a and tau (n - 1 elements).
+inline int sytrd(int n, double* a, int lda, double* d, double* e, double* tau, double* work, int lwork) {
+    return LAPACKE_dsytrd_work(LAPACK_COL_MAJOR, 'L', n, a, atLeastOne(lda), d, e, tau, work, lwork);
+}
+
+/// Eigenvalues (ascending, in d) and vectors z of a symmetric tridiagonal matrix, by divide and conquer. lwork is at
+/// least 1 + 4 n + n^2, liwork 3 + 5 n. Info above 0: no convergence.
+inline int stedc(int n, double* d, double* e, double* z, int ldz, double* work, int lwork, int* iwork, int liwork) {
+    return LAPACKE_dstedc_work(LAPACK_COL_MAJOR, 'I', n, d, e, z, atLeastOne(ldz), work, lwork, iwork, liwork);
+}
+
+/// c = q c, with q the product of the reflectors that sytrd left in a, and c of m by n.
+inline int ormtr(int m, int n, const double* a, int lda, const double* tau, double* c, int ldc, double* work,
+                 int lwork) {
+    return LAPACKE_dormtr_work(LAPACK_COL_MAJOR, 'L', 'L', 'N', m, n, a, atLeastOne(lda), tau, c, atLeastOne(ldc), work,
+                               lwork);
 }
 
 /// Unordered generalised real Schur form of the pencil (a, b) = q (s, t) z'; a becomes s, b becomes t, and of the

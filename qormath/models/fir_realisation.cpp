@@ -4,8 +4,11 @@
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
 #include <qormath/lapack/lapack.hpp>
+#include <qormath/models/detail/gram_factors.hpp>
 #include <qormath/models/lti_fir_model.hpp>
 
+using qormath::models::GramFactors;
+using qormath::models::gramFactors;
 using QorMathLA::Matrix;
 using QorMathLA::MatrixSoft;
 using QorMathLA::Range;
@@ -26,8 +29,6 @@ constexpr double relativeCut = 1e-5;
 
 // An input whose gains are all below this keeps its unit.
 constexpr double leastGainPeak = 1e-5;
-
-constexpr int svdIterations = 75;
 
 /// The blocks first to last of a row of blocks of the given width.
 MatrixSoft<double> blocksOf(const Matrix<double>& row, int width, int first, int last) {
@@ -119,21 +120,16 @@ LTIStateSpaceModel LTIFIRModel::CreateStateSpaceModel(Matrix<double>& markov, bo
     Matrix<double> withoutFeedthrough(markov(all, Range(inputs, markov.cols() - 1, 1)));
     const Matrix<double> stacked = BlockTransposition(withoutFeedthrough, true, outputs, blockRows, inputs);
 
-    Matrix<double> u;
-    u = Matrix<double>(gram(Range(0, size - 1, 1), all));
-    Matrix<double> v;
-    Vector<double> s;
-    u.svd(s, v, svdIterations, true);
-    const int states = realisationOrder(s, order);
+    const auto states = [&](const Vector<double>& s) { return realisationOrder(s, order); };
+    const GramFactors factors = gramFactors(gram(Range(0, size - 1, 1), all), states);
     if (singularValues != nullptr) {
-        *singularValues = s;
+        *singularValues = factors.s;
     }
 
-    const Vector<double> roots = squareRoots(s, states);
+    const Vector<double> roots = squareRoots(factors.s, factors.v.cols());
     const Vector<double> inverseRoots = reciprocals(roots);
-    const Range kept(0, states - 1, 1);
-    const MatrixSoft<double> ut = u(all, kept).transpose();
-    const MatrixSoft<double> vk = v(all, kept);
+    const MatrixSoft<double> ut = factors.u.transpose();
+    const Matrix<double>& vk = factors.v;
     const MatrixSoft<double> shifted = gram(Range(outputs, size + outputs - 1, 1), all);
     const Matrix<double> a =
         QorMathLA::product(QorMathLA::product(ut, shifted), vk).scaleColumnsBy(inverseRoots).scaleRowsBy(inverseRoots);
@@ -218,27 +214,34 @@ MatrixSoft<double> LTIFIRModel::CreateHankelMatrix(Matrix<double>& markov, int b
     }
     feedthrough = Matrix<double>(blocksOf(markov, w, 0, 0));
     Matrix<double> gram = zeroMatrix((rows + 1) * q, rows * q);
-    const auto block = [&](int t) { return blocksOf(markov, w, t, t); };
-    const auto part = [&](int a, int b) { return gram(blockRange(a, q), blockRange(b, q)); };
-    // The window of terms slides by one block along a diagonal: the first term leaves, then the next one enters.
-    const auto slide = [&](int a, int b) {
-        MatrixSoft<double> sum = part(a, b);
-        sum = part(a - 1, b - 1);
-        addProduct(sum, -1.0, block(a), block(b).transpose());
-        addProduct(sum, 1.0, block(a + terms), block(b + terms).transpose());
+    const Matrix<double> stacked = BlockTransposition(markov, true, q, blocks, w);
+    const auto part = [&](int a, int first, int last) {
+        return gram(blockRange(a, q), Range(first * q, (last + 1) * q - 1, 1));
     };
-    for (int diagonal = 0; diagonal < rows; ++diagonal) {
-        part(0, diagonal) =
-            blocksOf(markov, w, 1, terms) * blocksOf(markov, w, diagonal + 1, diagonal + terms).transpose();
-        part(diagonal, 0) = part(0, diagonal).transpose();
-        for (int a = 1; a < rows - diagonal; ++a) {
-            slide(a, a + diagonal);
-            part(a + diagonal, a) = part(a, a + diagonal).transpose();
-        }
+    const auto stackedPart = [&](int first, int last) { return stacked(Range(first * q, (last + 1) * q - 1, 1), all); };
+    const MatrixSoft<double> firstTerms = blocksOf(markov, w, 1, terms);
+    for (int b = 0; b < rows; ++b) {
+        part(0, b, b) = firstTerms * blocksOf(markov, w, b + 1, b + terms).transpose();
     }
-    part(rows, 0) = blocksOf(markov, w, rows + 1, rows + terms) * blocksOf(markov, w, 1, terms).transpose();
-    for (int b = 1; b < rows; ++b) {
-        slide(rows, b);
+    part(rows, 0, 0) = blocksOf(markov, w, rows + 1, rows + terms) * firstTerms.transpose();
+    // The window of terms slides by one block along a diagonal: the first term leaves, then the next one enters. Blocks
+    // first to last of row a slide at once.
+    const auto slide = [&](int a, int first, int last) {
+        const MatrixSoft<double> sum = part(a, first, last);
+        part(a, first, last) = part(a - 1, first - 1, last - 1);
+        addProduct(sum, -1.0, blocksOf(markov, w, a, a), stackedPart(first, last).transpose());
+        addProduct(sum, 1.0, blocksOf(markov, w, a + terms, a + terms),
+                   stackedPart(first + terms, last + terms).transpose());
+    };
+    for (int a = 1; a < rows; ++a) {
+        slide(a, a, rows - 1);
+    }
+    for (int a = 0; a + 1 < rows; ++a) {
+        const Range below((a + 1) * q, rows * q - 1, 1);
+        gram(below, blockRange(a, q)) = part(a, a + 1, rows - 1).transpose();
+    }
+    if (rows > 1) {
+        slide(rows, 1, rows - 1);
     }
     return gram;
 }

@@ -1,12 +1,13 @@
+#include <algorithm>
+
 #include <qormath/core/arithmetic.hpp>
 #include <qormath/core/xmsg.hpp>
 #include <qormath/models/detail/shapes.hpp>
+#include <qormath/models/detail/step_responses.hpp>
 #include <qormath/models/lti_fir_model.hpp>
 
 using QorMathLA::Matrix;
-using QorMathLA::product;
 using QorMathLA::Vector;
-using QorMathLA::zeroMatrix;
 
 namespace {
 
@@ -26,37 +27,30 @@ void requireFittingShapes(const LTIStateSpaceModel& system, const Matrix<double>
     require(system.D.rows() == c.rows(), "Vector + Vector");
 }
 
-/// The step responses without feedthrough, one sample after the other. Either the states move for all inputs at once,
-/// or their sum seen from the outputs does: C (A^k + ... + I) B is the same from both ends, and the narrower end costs
-/// less.
-class StepResponse {
-  public:
-    StepResponse(const Matrix<double>& a, const Matrix<double>& b, const Matrix<double>& c)
-        : a_(a),
-          b_(b),
-          c_(c),
-          fromOutputs_(c.rows() < b.cols()),
-          power_(c),
-          sum_(fromOutputs_ ? zeroMatrix(c.rows(), a.rows()) : zeroMatrix(a.rows(), b.cols())) {}
+// The samples that one cache line of a curve holds: so many are taken off a table of responses at once.
+constexpr int samplesAtOnce = 8;
 
-    Matrix<double> next() {
-        if (fromOutputs_) {
-            sum_ += power_;
-            power_ = product(power_, a_);
-            return product(sum_, b_);
+// Elements of a table of responses, half a gigabyte; the curves themselves need as much again.
+constexpr double largestTable = 0x1p26;
+
+/// Hands the table of responses, a block of columns for each sample, out to the curves, and adds the feedthrough.
+void fillCurves(Matrix<Vector<double>>& curves, const Matrix<double>& responses, const Matrix<double>& feedthrough,
+                int samples) {
+    const int inputs = curves.rows();
+    const int outputs = curves.cols();
+    for (int first = 0; first < samples; first += samplesAtOnce) {
+        const int last = std::min(first + samplesAtOnce, samples);
+        for (int input = 0; input < inputs; ++input) {
+            for (int output = 0; output < outputs; ++output) {
+                double* const curve = curves(input, output).numericData();
+                const double direct = feedthrough(output, input);
+                for (int k = first; k < last; ++k) {
+                    curve[k] = responses(output, k * inputs + input) + direct;
+                }
+            }
         }
-        sum_ = product(a_, sum_) + b_;
-        return product(c_, sum_);
     }
-
-  private:
-    const Matrix<double>& a_;
-    const Matrix<double>& b_;
-    const Matrix<double>& c_;
-    bool fromOutputs_;
-    Matrix<double> power_;
-    Matrix<double> sum_;
-};
+}
 
 }  // namespace
 
@@ -80,8 +74,13 @@ LTIFIRModel::LTIFIRModel(const LTIStateSpaceModel& system, const LTIFIRModel& re
         return;
     }
     requireFittingShapes(system, b, c);
-    StepResponse steps(system.A, b, c);
-    for (int k = 0; k <= coefficientCount; ++k) {
+    const int samples = coefficientCount + 1;
+    if (static_cast<double>(inputs) * outputs * samples <= largestTable) {
+        fillCurves(coefficients, qormath::models::stepResponses(system.A, b, c, samples), system.D, samples);
+        return;
+    }
+    qormath::models::StepResponse steps(system.A, b, c);
+    for (int k = 0; k < samples; ++k) {
         const Matrix<double> response = steps.next() + system.D;
         for (int input = 0; input < inputs; ++input) {
             for (int output = 0; output < outputs; ++output) {
