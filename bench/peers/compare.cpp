@@ -11,6 +11,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "child_process.hpp"
@@ -95,6 +96,10 @@ std::vector<Row> allRows() {
     std::vector<Row> rows;
     addSchurRows(rows);
     addEquationRows(rows);
+    addRiccatiRows(rows);
+    addReductionRows(rows);
+    addDecompositionRows(rows);
+    addConversionRows(rows);
     return rows;
 }
 
@@ -193,6 +198,11 @@ int main(int argc, char** argv) {
     using namespace qormath::peers;
     // A child that has ended shows as a failed write, not as a signal.
     std::signal(SIGPIPE, SIG_IGN);
+    // The BLAS reads the number of its threads when it is loaded.
+    if (std::getenv("OPENBLAS_NUM_THREADS") == nullptr) {
+        setenv("OPENBLAS_NUM_THREADS", "1", 1);
+        execv("/proc/self/exe", argv);
+    }
     const auto fail = [] {
         std::fputs(usage, stderr);
         return 2;

@@ -26,7 +26,7 @@ using QorMathLA::product;
 
 // ---------------------------------------------------------------- a x + x b + c = 0
 
-/// a and b have their eigenvalues in disks of radius 0.9 around -1, so that those of a and -b stay apart.
+/// a and b have their eigenvalues in disks of radius 0.8 around -1, so that those of a and -b stay apart.
 struct SylvesterProblem {
     explicit SylvesterProblem(const Setting& setting) : n(setting.n) {
         test::NormalNumbers numbers(setting.seed);

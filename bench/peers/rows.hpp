@@ -6,7 +6,11 @@
 
 namespace qormath::peers {
 
-void addSchurRows(std::vector<Row>& rows);
+void addConversionRows(std::vector<Row>& rows);
+void addDecompositionRows(std::vector<Row>& rows);
 void addEquationRows(std::vector<Row>& rows);
+void addReductionRows(std::vector<Row>& rows);
+void addRiccatiRows(std::vector<Row>& rows);
+void addSchurRows(std::vector<Row>& rows);
 
 }  // namespace qormath::peers
