@@ -17,6 +17,8 @@ class LTIStateSpaceModel;
 /// below is 2^-53, and root its square root.
 class QORMATH_API QorMathControl {
   public:
+    ///@{
+    /// The containers by their short names.
     template <class T>
     using Matrix = QorMathLA::Matrix<T>;
     template <class T>
@@ -25,6 +27,7 @@ class QORMATH_API QorMathControl {
     using ComplexMatrix = QorMathLA::ComplexMatrix<T>;
     template <class T>
     using ComplexVector = QorMathLA::ComplexVector<T>;
+    ///@}
 
     // ---------------------------------------------------------------- Schur forms
 

@@ -5,9 +5,9 @@
 /// The kinds of model reduction. Only reductionBalanced and reductionBalancedShrink are accepted, and they behave
 /// alike; the others are refused.
 enum reductionType : std::int32_t {
-    reductionReserved0 = 0,
-    reductionReserved1 = 1,
-    reductionBalanced = 2,
-    reductionBalancedShrink = 3,
-    reductionHankelNorm = 4,
+    reductionReserved0 = 0,       ///< refused
+    reductionReserved1 = 1,       ///< refused
+    reductionBalanced = 2,        ///< truncation of a balanced realisation
+    reductionBalancedShrink = 3,  ///< the same
+    reductionHankelNorm = 4,      ///< refused
 };

@@ -26,6 +26,7 @@ concept RealMatrixOperand =
 
 /// The work of the in-place operators.
 namespace inPlace {
+/// @cond described with the operators
 QORMATH_API void multiply(BasicVector<double>& left, double factor);
 QORMATH_API void multiply(BasicMatrix<double>& left, double factor);
 QORMATH_API void divide(BasicVector<double>& left, double divisor);
@@ -34,6 +35,7 @@ QORMATH_API void add(BasicVector<double>& left, const BasicVector<double>& right
 QORMATH_API void subtract(BasicVector<double>& left, const BasicVector<double>& right);
 QORMATH_API void add(BasicMatrix<double>& left, const BasicMatrix<double>& right);
 QORMATH_API void subtract(BasicMatrix<double>& left, const BasicMatrix<double>& right);
+/// @endcond
 }  // namespace inPlace
 
 /// Matrix product, "Matrix * Matrix". An inner size of 0 gives the empty default matrix; see product() for the other
@@ -52,29 +54,39 @@ QORMATH_API void addProduct(MatrixSoft<double> target, double factor, const Basi
 /// A rowCount by colCount matrix of zeros.
 QORMATH_API MatrixSoft<double> zeroMatrix(int rowCount, int colCount);
 
-/// "Matrix * Vector". A matrix without columns gives zeros.
+/// Product with a column, "Matrix * Vector". A matrix without columns gives zeros.
 QORMATH_API VectorSoft<double> operator*(const BasicMatrix<double>& left, const BasicVector<double>& right);
 
 /// Dot product, "Vector * Vector".
 QORMATH_API double operator*(const BasicVector<double>& left, const BasicVector<double>& right);
 
+///@{
+/// Every element times the factor.
 QORMATH_API MatrixSoft<double> operator*(const BasicMatrix<double>& left, double factor);
 QORMATH_API VectorSoft<double> operator*(const BasicVector<double>& left, double factor);
+///@}
 
+///@{
 /// Element by element, "Matrix + Matrix" and "Matrix - Matrix".
 QORMATH_API MatrixSoft<double> operator+(const BasicMatrix<double>& left, const BasicMatrix<double>& right);
 QORMATH_API MatrixSoft<double> operator-(const BasicMatrix<double>& left, const BasicMatrix<double>& right);
+///@}
 
-/// "Vector + Vector".
+/// Element by element, "Vector + Vector".
 QORMATH_API VectorSoft<double> operator+(const BasicVector<double>& left, const BasicVector<double>& right);
 
-/// xmsg 10 "Vector / Type" or "Matrix / Type" for a divisor equal to 0.0.
+///@{
+/// Every element divided by the divisor. xmsg 10 "Vector / Type" or "Matrix / Type" for a divisor equal to 0.0.
 QORMATH_API VectorSoft<double> operator/(const BasicVector<double>& left, double divisor);
 QORMATH_API MatrixSoft<double> operator/(const BasicMatrix<double>& left, double divisor);
+///@}
 
 /// Element by element, "Vector / Vector"; no divisor is tested.
 QORMATH_API VectorSoft<double> operator/(const BasicVector<double>& left, const BasicVector<double>& divisors);
 
+///@{
+/// In place, through the view that they are given, which is the result; the messages are those of the operators above,
+/// "Vector - Vector" for the difference of vectors.
 template <RealMatrixOperand M>
 M&& operator*=(M&& left, double factor) {
     inPlace::multiply(left, factor);
@@ -122,6 +134,8 @@ M&& operator-=(M&& left, const BasicMatrix<double>& right) {
     inPlace::subtract(left, right);
     return std::forward<M>(left);
 }
+
+///@}
 
 /// The Moore-Penrose inverse through a singular value decomposition: singular values below tolerance times the
 /// largest, and zero ones, count as zero. A tolerance that is negative or NaN becomes 2^-52. A matrix without elements

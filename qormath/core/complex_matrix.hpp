@@ -18,6 +18,8 @@ namespace QorMathLA {
 /// The handle on part of a complex block: the type of views and results.
 template <class T>
 using ComplexMatrixSoft = MatrixSoft<std::complex<T>>;
+
+/// The handle on part of a complex block: the type of views and results.
 template <class T>
 using ComplexVectorSoft = VectorSoft<std::complex<T>>;
 
@@ -27,7 +29,7 @@ using ComplexVectorSoft = VectorSoft<std::complex<T>>;
 template <class T>
 class QORMATH_API ComplexMatrix : public Matrix<std::complex<T>> {
   public:
-    using Element = std::complex<T>;
+    using Element = std::complex<T>;  ///< type of the elements
 
     /// The empty 0 by 0 matrix.
     ComplexMatrix() noexcept = default;
@@ -35,7 +37,10 @@ class QORMATH_API ComplexMatrix : public Matrix<std::complex<T>> {
     /// A rowCount by colCount matrix of zeros.
     ComplexMatrix(int rowCount, int colCount) : Matrix<Element>(rowCount, colCount) {}
 
+    /// A compact copy.
     ComplexMatrix(const ComplexMatrix& other) = default;
+
+    /// A copy whose cost is saved where nobody can tell.
     ComplexMatrix(ComplexMatrix&& other) = default;
 
     /// A compact copy.
@@ -54,6 +59,8 @@ class QORMATH_API ComplexMatrix : public Matrix<std::complex<T>> {
 
     /// A compact copy in a new block.
     ComplexMatrix& operator=(const ComplexMatrix& other) = default;
+
+    /// A copy whose cost is saved where nobody can tell.
     ComplexMatrix& operator=(ComplexMatrix&& other) = default;
 
     /// Becomes a further holder of the block.
@@ -82,7 +89,7 @@ class QORMATH_API ComplexMatrix : public Matrix<std::complex<T>> {
 template <class T>
 class QORMATH_API ComplexVector : public Vector<std::complex<T>> {
   public:
-    using Element = std::complex<T>;
+    using Element = std::complex<T>;  ///< type of the elements
 
     /// The empty vector.
     ComplexVector() noexcept = default;
@@ -90,7 +97,10 @@ class QORMATH_API ComplexVector : public Vector<std::complex<T>> {
     /// A vector of length zeros.
     explicit ComplexVector(int length) : Vector<Element>(length) {}
 
+    /// A compact copy.
     ComplexVector(const ComplexVector& other) = default;
+
+    /// A copy whose cost is saved where nobody can tell.
     ComplexVector(ComplexVector&& other) = default;
 
     /// A compact copy.
@@ -106,6 +116,8 @@ class QORMATH_API ComplexVector : public Vector<std::complex<T>> {
 
     /// A compact copy in a new block.
     ComplexVector& operator=(const ComplexVector& other) = default;
+
+    /// A copy whose cost is saved where nobody can tell.
     ComplexVector& operator=(ComplexVector&& other) = default;
 
     /// Becomes a further holder of the block.
@@ -124,12 +136,14 @@ class QORMATH_API ComplexVector : public Vector<std::complex<T>> {
     }
 };
 
+/// @cond what is described with the templates
 template <>
 QORMATH_API ComplexMatrix<double>::ComplexMatrix(const Matrix<_MKL_Complex16>& other);
 template <>
 QORMATH_API ComplexMatrix<double>::ComplexMatrix(const Matrix<double>& other);
 template <>
 QORMATH_API ComplexVector<double>::ComplexVector(const Vector<_MKL_Complex16>& other);
+/// @endcond
 
 extern template class ComplexMatrix<double>;
 extern template class ComplexVector<double>;
@@ -141,9 +155,11 @@ concept ComplexMatrixOperand = std::derived_from<std::remove_cvref_t<M>, BasicMa
 
 /// The work of the in-place operators.
 namespace inPlace {
+/// @cond described with the operators
 QORMATH_API void multiply(BasicMatrix<std::complex<double>>& left, const std::complex<double>& factor);
 QORMATH_API void add(BasicMatrix<std::complex<double>>& left, const BasicMatrix<std::complex<double>>& right);
 QORMATH_API void subtract(BasicMatrix<std::complex<double>>& left, const BasicMatrix<std::complex<double>>& right);
+/// @endcond
 }  // namespace inPlace
 
 /// Matrix product. xmsg 5 "Matrix * Matrix" if the inner sizes differ; an inner size of 0 gives the empty default
@@ -155,12 +171,17 @@ QORMATH_API ComplexMatrixSoft<double> operator*(const BasicMatrix<std::complex<d
 QORMATH_API std::complex<double> operator*(const BasicVector<std::complex<double>>& left,
                                            const BasicVector<std::complex<double>>& right);
 
+///@{
 /// Element by element; xmsg 5 "Matrix + Matrix" and "Matrix - Matrix" for shapes that differ.
 QORMATH_API ComplexMatrixSoft<double> operator+(const BasicMatrix<std::complex<double>>& left,
                                                 const BasicMatrix<std::complex<double>>& right);
 QORMATH_API ComplexMatrixSoft<double> operator-(const BasicMatrix<std::complex<double>>& left,
                                                 const BasicMatrix<std::complex<double>>& right);
 
+///@}
+
+///@{
+/// Element by element, through the view; the messages are those of + and -.
 template <ComplexMatrixOperand M>
 M&& operator+=(M&& left, const BasicMatrix<std::complex<double>>& right) {
     inPlace::add(left, right);
@@ -172,6 +193,7 @@ M&& operator-=(M&& left, const BasicMatrix<std::complex<double>>& right) {
     inPlace::subtract(left, right);
     return std::forward<M>(left);
 }
+///@}
 
 /// Every element re + i im becomes (re zr - im zi) + i (im zr + re zi), with zr and zi the parts of the factor: the
 /// plain formula, also where an infinite part makes it NaN.

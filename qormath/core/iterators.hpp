@@ -25,10 +25,13 @@ std::int32_t lastWithElements(const T* block, const Range& range) {
 template <class T>
 class VectorIterator {
   public:
-    using value_type = std::remove_const_t<T>;
-    using difference_type = std::ptrdiff_t;
+    using value_type = std::remove_const_t<T>;  ///< type of the elements
+    using difference_type = std::ptrdiff_t;     ///< as the standard's iterators have it
 
+    /// A walk over nothing.
     VectorIterator() = default;
+
+    /// At the first of the range's positions in the block.
     VectorIterator(T* block, const Range& range)
         : block_(block),
           position_(range.start),
@@ -36,17 +39,23 @@ class VectorIterator {
           last_(detail::lastWithElements(block, range)),
           stride_(range.stride) {}
 
+    /// True where no element is left.
     bool finished() const { return position_ < first_ || position_ > last_; }
 
+    /// The element that the walk has come to.
     T& operator*() const { return block_[position_]; }
 
+    ///@{
+    /// Goes on to the next element.
     VectorIterator& operator++() {
         position_ += stride_;
         return *this;
     }
 
     void operator++(int) { ++*this; }
+    ///@}
 
+    /// True at the end of the walk.
     friend bool operator==(const VectorIterator& iterator, std::default_sentinel_t) { return iterator.finished(); }
 
   private:
@@ -62,10 +71,13 @@ class VectorIterator {
 template <class T>
 class ColumnIterator {
   public:
-    using value_type = std::remove_const_t<T>;
-    using difference_type = std::ptrdiff_t;
+    using value_type = std::remove_const_t<T>;  ///< type of the elements
+    using difference_type = std::ptrdiff_t;     ///< as the standard's iterators have it
 
+    /// A walk over nothing.
     ColumnIterator() = default;
+
+    /// At the first element of the view; rows is the leading dimension of the block.
     ColumnIterator(T* block, std::int32_t rows, bool transposed, const Range& rowRange, const Range& colRange)
         : block_(block),
           rowRange_(rowRange),
@@ -77,12 +89,16 @@ class ColumnIterator {
         rowRange_.end = detail::lastWithElements(block, rowRange);
     }
 
+    /// True where no element is left.
     bool finished() const {
         return row_ < rowRange_.start || row_ > rowRange_.end || column_ < colRange_.start || column_ > colRange_.end;
     }
 
+    /// The element that the walk has come to.
     T& operator*() const { return block_[column_ * rows_ + row_]; }
 
+    ///@{
+    /// Goes on to the next element.
     ColumnIterator& operator++() {
         if (transposed_) {
             advance(column_, colRange_, row_, rowRange_);
@@ -93,7 +109,9 @@ class ColumnIterator {
     }
 
     void operator++(int) { ++*this; }
+    ///@}
 
+    /// True at the end of the walk.
     friend bool operator==(const ColumnIterator& iterator, std::default_sentinel_t) { return iterator.finished(); }
 
   private:

@@ -37,7 +37,7 @@ QORMATH_API MatrixSoft<_MKL_Complex16> pairsOf(const BasicMatrix<std::complex<do
 template <class T>
 class QORMATH_API BasicMatrix {
   public:
-    using value_type = T;
+    using value_type = T;  ///< type of the elements
 
     /// Logical row count.
     int rows() const { return transposed ? colRange.size() : rowRange.size(); }
@@ -50,6 +50,8 @@ class QORMATH_API BasicMatrix {
 
     /// Logical element (i, j).
     T& operator()(int i, int j) { return array.data[position(i, j)]; }
+
+    /// @overload
     const T& operator()(int i, int j) const { return array.data[position(i, j)]; }
 
     /// The sub-matrix of logical rows and columns; selections are relative to the view, and a negative start selects
@@ -76,6 +78,8 @@ class QORMATH_API BasicMatrix {
         requireUntransposed(check);
         return array.data == nullptr ? nullptr : array.data + firstPosition();
     }
+
+    /// @overload
     const T* numericData(bool check) const {
         requireUntransposed(check);
         return array.data == nullptr ? nullptr : array.data + firstPosition();
@@ -90,8 +94,13 @@ class QORMATH_API BasicMatrix {
     /// Sets every element of the view, and thus of the block that it shows.
     void fill(const T& value);
 
+    /// The start of a walk over the elements of the view, in logical column-major order.
     ColumnIterator<T> begin() { return {array.data, storedRows, transposed, rowRange, colRange}; }
+
+    /// @overload
     ColumnIterator<const T> begin() const { return {array.data, storedRows, transposed, rowRange, colRange}; }
+
+    /// The end of every walk.
     std::default_sentinel_t end() const { return {}; }
 
     // ------------------------------------------------------------ for double only, see arithmetic.hpp
@@ -162,11 +171,13 @@ class QORMATH_API BasicMatrix {
     std::int32_t elementKind;     ///< tag of the element type, matrixElementKind
 
   protected:
+    /// @cond for the two derived classes alone
     BasicMatrix() noexcept : elementKind(matrixElementKind<T>()) {}
     // Copies share the block. There are no moves: an object that was moved from would show elements it does not hold.
     BasicMatrix(const BasicMatrix&) = default;
     BasicMatrix& operator=(const BasicMatrix&) = default;
     ~BasicMatrix() = default;
+    /// @endcond
 
   private:
     std::ptrdiff_t firstPosition() const {
@@ -234,6 +245,7 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
         return *this;
     }
 
+    /// A copy whose cost is saved where nobody can tell, as for the constructor.
     Matrix& operator=(Matrix&& other) {
         if (this != &other) {
             takeOrCopy(other);
@@ -294,12 +306,18 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
 template <class T>
 class QORMATH_API MatrixSoft : public BasicMatrix<T> {
   public:
+    ///@{
+    /// A further holder of the block, with the same view of it.
     MatrixSoft(const MatrixSoft&) = default;
     MatrixSoft(const Matrix<T>& other) : BasicMatrix<T>(other) {}
     explicit MatrixSoft(const BasicMatrix<T>& other) : BasicMatrix<T>(other) {}
+    ///@}
+
     ~MatrixSoft() = default;
 
     // Without a move assignment an rvalue is written element by element too: m(part) = w(part) is never a rebind.
+    ///@{
+    /// Writes the elements of source into those shown here, until the shorter of the two ends.
     MatrixSoft& operator=(const MatrixSoft& source) {
         assignElements(source);
         return *this;
@@ -309,7 +327,9 @@ class QORMATH_API MatrixSoft : public BasicMatrix<T> {
         assignElements(source);
         return *this;
     }
+    ///@}
 
+    /// Sets every element of the view.
     MatrixSoft& operator=(const T& value) {
         this->fill(value);
         return *this;
@@ -447,6 +467,7 @@ void MatrixSoft<T>::assignElements(const BasicMatrix<T>& source) {
     detail::writeWalk(this->begin(), source.begin());
 }
 
+/// @cond what is described with the templates
 // Members that stand for some element types only.
 template <>
 QORMATH_API void Matrix<int>::setIdentity(int n);
@@ -498,6 +519,7 @@ QORMATH_API BasicMatrix<double>& BasicMatrix<double>::hessenbergEigenvalues(Vect
 template <>
 QORMATH_API BasicMatrix<double>& BasicMatrix<double>::eigenvalues(Vector<double>& re, Vector<double>& im,
                                                                   int maxIterations);
+/// @endcond
 
 extern template class BasicMatrix<int>;
 extern template class BasicMatrix<double>;

@@ -6,8 +6,8 @@ namespace QorMathLA {
 
 /// A complex number as complex LAPACK routines take it: two doubles, without arithmetic of its own.
 struct QORMATH_API _MKL_Complex16 {
-    double real;
-    double imag;
+    double real;  ///< real part
+    double imag;  ///< imaginary part
 };
 
 }  // namespace QorMathLA

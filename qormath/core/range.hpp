@@ -12,6 +12,7 @@ class Range {
     /// The empty range 0, -1, 1.
     constexpr Range() = default;
 
+    /// From first to last, both inclusive, by steps of step.
     constexpr Range(std::int32_t first, std::int32_t last, std::int32_t step) : start(first), end(last), stride(step) {}
 
     /// The number of indices. A range knows nothing of the block that it indexes, so nothing is checked against one.

@@ -2,6 +2,7 @@
 
 namespace QorMathLA {
 
+///@{
 /// The value, negated if it is below zero: -0.0 stays as it is, and so does the lowest integer, which has no opposite.
 constexpr int abs(int value) {
     // Negated as an unsigned number, where wrapping around is defined.
@@ -10,7 +11,9 @@ constexpr int abs(int value) {
 constexpr double abs(double value) {
     return value < 0.0 ? -value : value;
 }
+///@}
 
+///@{
 /// The magnitude of a with a minus if b is below zero; -0.0 is not below zero.
 constexpr int sign(int a, int b) {
     return b < 0 ? static_cast<int>(0U - static_cast<unsigned int>(abs(a))) : abs(a);
@@ -18,6 +21,7 @@ constexpr int sign(int a, int b) {
 constexpr double sign(double a, double b) {
     return b < 0.0 ? -abs(a) : abs(a);
 }
+///@}
 
 /// The square root of a squared plus b squared, free of overflow on the way.
 /// C. Moler, D. Morrison, "Replacing square roots by Pythagorean sums", IBM J. Res. Dev. 27 (1983).

@@ -24,6 +24,7 @@ namespace QorMathLA {
 template <class T>
 class QORMATH_API SharedArray {
   public:
+    /// Holds nothing.
     SharedArray() noexcept = default;
 
     /// A further holder of the other's block.
@@ -32,11 +33,13 @@ class QORMATH_API SharedArray {
     /// Takes the other's place as a holder and leaves the other empty.
     SharedArray(SharedArray&& other) noexcept { takeFrom(other); }
 
+    /// Lets go of the own block and becomes a further holder of the other's.
     SharedArray& operator=(const SharedArray& other) noexcept {
         shareFrom(other);
         return *this;
     }
 
+    /// Lets go of the own block, takes the other's place as a holder and leaves the other empty.
     SharedArray& operator=(SharedArray&& other) noexcept {
         if (this != &other) {
             release();
@@ -66,7 +69,10 @@ class QORMATH_API SharedArray {
         return sole;
     }
 
+    /// Takes the block's lock word, which guards the count of its holders.
     void lock() const noexcept { takeLockWord(lockWord); }
+
+    /// Frees the block's lock word.
     void unlock() const noexcept { giveLockWord(lockWord); }
 
     std::int32_t count = 0;             ///< elements in the whole block; may be stale where data is null

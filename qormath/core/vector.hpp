@@ -28,12 +28,15 @@ QORMATH_API VectorSoft<_MKL_Complex16> pairsOf(const BasicVector<std::complex<do
 template <class T>
 class QORMATH_API BasicVector : public SharedArray<T> {
   public:
-    using value_type = T;
+    using value_type = T;  ///< type of the elements
 
     /// The number of elements shown; never the size of the block.
     int size() const { return range.size(); }
 
+    /// Element number index of the view.
     T& operator[](int index) { return this->data[position(index)]; }
+
+    /// @overload
     const T& operator[](int index) const { return this->data[position(index)]; }
 
     /// The part of this view that the selection, relative to the view, tells; a negative start selects everything.
@@ -42,6 +45,8 @@ class QORMATH_API BasicVector : public SharedArray<T> {
 
     /// Address of the first element shown; null if there is no block.
     T* numericData() { return this->data == nullptr ? nullptr : this->data + range.start; }
+
+    /// @overload
     const T* numericData() const { return this->data == nullptr ? nullptr : this->data + range.start; }
 
     /// Sets every element of the view, and thus of the block that it shows.
@@ -50,8 +55,13 @@ class QORMATH_API BasicVector : public SharedArray<T> {
     /// A compact new vector of the same length with all elements set to value.
     VectorSoft<T> filled(const T& value) const;
 
+    /// The start of a walk over the elements of the view, in index order.
     VectorIterator<T> begin() { return {this->data, range}; }
+
+    /// @overload
     VectorIterator<const T> begin() const { return {this->data, range}; }
+
+    /// The end of every walk.
     std::default_sentinel_t end() const { return {}; }
 
     /// Largest absolute value; index receives the position of the first element that has it, 0 in an empty vector or
@@ -71,6 +81,7 @@ class QORMATH_API BasicVector : public SharedArray<T> {
     std::int32_t elementKind;  ///< tag of the element type, vectorElementKind
 
   protected:
+    /// @cond for the two derived classes alone
     BasicVector() noexcept : elementKind(vectorElementKind<T>()) {}
     BasicVector(const SharedArray<T>& block, const Range& shown, std::int32_t kind) noexcept
         : SharedArray<T>(block), range(shown), elementKind(kind) {}
@@ -79,6 +90,7 @@ class QORMATH_API BasicVector : public SharedArray<T> {
     BasicVector(const BasicVector&) = default;
     BasicVector& operator=(const BasicVector&) = default;
     ~BasicVector() = default;
+    /// @endcond
 
     /// Writes the elements of source into those shown here, until the shorter of the two ends.
     void assignElements(const BasicVector& source);
@@ -136,6 +148,7 @@ class QORMATH_API Vector : public BasicVector<T> {
         return *this;
     }
 
+    /// A copy whose cost is saved where nobody can tell, as for the constructor.
     Vector& operator=(Vector&& other) {
         if (this != &other) {
             takeOrCopy(other);
@@ -171,12 +184,18 @@ class QORMATH_API Vector : public BasicVector<T> {
 template <class T>
 class QORMATH_API VectorSoft : public BasicVector<T> {
   public:
+    ///@{
+    /// A further holder of the block, with the same view of it.
     VectorSoft(const VectorSoft&) = default;
     VectorSoft(const Vector<T>& other) : BasicVector<T>(other) {}
     explicit VectorSoft(const BasicVector<T>& other) : BasicVector<T>(other) {}
+    ///@}
+
     ~VectorSoft() = default;
 
     // Without a move assignment an rvalue is written element by element too: v(part) = w(part) is never a rebind.
+    ///@{
+    /// Writes the elements of source into those shown here, until the shorter of the two ends.
     VectorSoft& operator=(const VectorSoft& source) {
         this->assignElements(source);
         return *this;
@@ -186,7 +205,9 @@ class QORMATH_API VectorSoft : public BasicVector<T> {
         this->assignElements(source);
         return *this;
     }
+    ///@}
 
+    /// Sets every element of the view.
     VectorSoft& operator=(const T& value) {
         this->fill(value);
         return *this;
@@ -257,6 +278,7 @@ void Vector<T>::takeOrCopy(Vector& source) {
     }
 }
 
+/// @cond what is described with the templates
 // A vector of doubles goes through BLAS; the reductions stand for the element types that they make sense for.
 template <>
 QORMATH_API void BasicVector<double>::assignElements(const BasicVector& source);
@@ -270,6 +292,7 @@ template <>
 QORMATH_API int BasicVector<int>::sum() const;
 template <>
 QORMATH_API double BasicVector<double>::sumAbs() const;
+/// @endcond
 
 extern template class BasicVector<int>;
 extern template class BasicVector<float>;

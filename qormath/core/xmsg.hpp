@@ -20,7 +20,11 @@ class QORMATH_API xmsg {
   public:
     /// Copies the zero-terminated text as it stands; nothing in it is formatted.
     xmsg(std::int32_t code, const char* text);
+
+    /// A copy of code and message.
     xmsg(const xmsg& other);
+
+    /// Takes over code and message.
     xmsg& operator=(const xmsg& other);
     ~xmsg();
 

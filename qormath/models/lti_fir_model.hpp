@@ -20,8 +20,10 @@
 /// are an error of the caller.
 class QORMATH_API LTIFIRModel {
   public:
+    /// No inputs, no outputs, no coefficients.
     LTIFIRModel();
 
+    ///@{
     /// Deep copies.
     LTIFIRModel(const LTIFIRModel& other);
     LTIFIRModel(LTIFIRModel&& other);
@@ -30,6 +32,7 @@ class QORMATH_API LTIFIRModel {
                 const QorMathLA::Vector<std::string>& inputNames, const QorMathLA::Vector<std::string>& outputNames,
                 const QorMathLA::Vector<std::string>& inputDescriptors,
                 const QorMathLA::Vector<std::string>& outputDescriptors);
+    ///@}
 
     /// Simulates a unit step on each input of a discrete system. Everything but the curves is the reference's; its
     /// curves are not read, and the system's sysType and sampleTime neither. The output is taken after the state has
@@ -39,8 +42,11 @@ class QORMATH_API LTIFIRModel {
 
     ~LTIFIRModel();
 
+    ///@{
+    /// Deep copies of the eight fields.
     LTIFIRModel& operator=(const LTIFIRModel& other);
     LTIFIRModel& operator=(LTIFIRModel&& other);
+    ///@}
 
     /// A new model of deep copies of the eight fields.
     LTIFIRModel CreateCopy();
@@ -105,8 +111,8 @@ class QORMATH_API LTIFIRModel {
     QorMathLA::Vector<bool> rampFlags;                          ///< for each output, true marks a ramp
     int coefficientCount = 0;                                   ///< time steps of a curve
     int horizonSeconds = 0;                                     ///< time span of a curve, in whole seconds
-    QorMathLA::Vector<std::string> inputNames;
-    QorMathLA::Vector<std::string> outputNames;
-    QorMathLA::Vector<std::string> inputDescriptors;
-    QorMathLA::Vector<std::string> outputDescriptors;
+    QorMathLA::Vector<std::string> inputNames;                  ///< for each input, at most 12 characters in a file
+    QorMathLA::Vector<std::string> outputNames;                 ///< for each output
+    QorMathLA::Vector<std::string> inputDescriptors;            ///< for each input, a text that says what it is
+    QorMathLA::Vector<std::string> outputDescriptors;           ///< for each output
 };

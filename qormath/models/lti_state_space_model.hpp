@@ -16,12 +16,14 @@ class QORMATH_API LTIStateSpaceModel {
     /// Four empty matrices, a sample time of 0.0, discrete.
     LTIStateSpaceModel();
 
+    ///@{
     /// Deep copies.
     LTIStateSpaceModel(const LTIStateSpaceModel& other);
     LTIStateSpaceModel(LTIStateSpaceModel&& other);
     LTIStateSpaceModel(const QorMathLA::Matrix<double>& a, const QorMathLA::Matrix<double>& b,
                        const QorMathLA::Matrix<double>& c, const QorMathLA::Matrix<double>& d, const systemType& type,
                        double sampleTime);
+    ///@}
 
     /// The square model with a channel for each flag: a true flag makes it an integrator, whose output is its state,
     /// a false one passes its input straight through. As the left factor of operator* it turns stable channels into
@@ -30,8 +32,11 @@ class QORMATH_API LTIStateSpaceModel {
 
     ~LTIStateSpaceModel();
 
+    ///@{
+    /// Deep copies.
     LTIStateSpaceModel& operator=(const LTIStateSpaceModel& other);
     LTIStateSpaceModel& operator=(LTIStateSpaceModel&& other);
+    ///@}
 
     /// Series connection, other first. Time base and sample time are this model's.
     LTIStateSpaceModel operator*(const LTIStateSpaceModel& other);
@@ -39,12 +44,14 @@ class QORMATH_API LTIStateSpaceModel {
     /// Parallel connection. Time base and sample time are this model's.
     LTIStateSpaceModel operator+(const LTIStateSpaceModel& other);
 
+    ///@{
     /// Keeps the states of the range, in place; a negative start keeps all. With clearFeedthrough set D becomes zeros
     /// of its shape.
     LTIStateSpaceModel& ExtractRange(QorMathLA::Range& states, bool clearFeedthrough);
     LTIStateSpaceModel& ExtractRange(QorMathLA::Range&& states, bool clearFeedthrough) {
         return ExtractRange(states, clearFeedthrough);
     }
+    ///@}
 
     /// Steady-state gain: D - C A^-1 B, discrete D + C (I - A)^-1 B, through the pseudo-inverse. Throws the int -1 if
     /// an eigenvalue of A, discrete of I - A, has a modulus below 100 * 2^-53: a model with an integrator has no
@@ -65,10 +72,10 @@ class QORMATH_API LTIStateSpaceModel {
     /// As ControllabilityForm for the observable part, by duality. If it throws, the model is left transposed.
     LTIStateSpaceModel& ObservabilityForm(int& rank, double tolerance);
 
-    QorMathLA::Matrix<double> A;  ///< state matrix, n by n
-    QorMathLA::Matrix<double> B;  ///< input matrix, n by m
-    QorMathLA::Matrix<double> C;  ///< output matrix, p by n
-    QorMathLA::Matrix<double> D;  ///< feedthrough matrix, p by m
-    double sampleTime = 0.0;      ///< in the caller's unit of time; the class itself does not use it
-    systemType sysType = discreteSystem;
+    QorMathLA::Matrix<double> A;          ///< state matrix, n by n
+    QorMathLA::Matrix<double> B;          ///< input matrix, n by m
+    QorMathLA::Matrix<double> C;          ///< output matrix, p by n
+    QorMathLA::Matrix<double> D;          ///< feedthrough matrix, p by m
+    double sampleTime = 0.0;              ///< in the caller's unit of time; the class itself does not use it
+    systemType sysType = discreteSystem;  ///< the time base
 };

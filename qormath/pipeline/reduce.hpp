@@ -16,13 +16,16 @@ namespace qormath {
 
 /// What is asked of reduce.
 struct ReduceOptions {
+    /// How the order of the result is found.
     enum class OrderChoice {
         byCurveTolerance,  ///< the smallest model whose curves all lie within curveTolerance
         byNumber,          ///< the number of states given by order, before those that retain the gain
-        coarse,            ///< the suggestions of the minimal realisation
-        middle,
-        fine
+        coarse,            ///< the lowest suggestion of the minimal realisation
+        middle,            ///< half way between the two
+        fine               ///< the highest suggestion
     };
+
+    /// How the order of the result is found.
     OrderChoice orderChoice = OrderChoice::byCurveTolerance;
 
     /// States of the whole, ramps included, for byNumber. Below the number of ramps the ramps are kept all the same.
@@ -47,17 +50,22 @@ struct ReduceOptions {
 
 /// What reduce has made, and how. Inputs and outputs are told by their index in the model.
 struct ReduceResult {
+    /// An output and an input, by their indices.
     struct Pair {
-        int output = 0;
-        int input = 0;
+        int output = 0;  ///< index of the output
+        int input = 0;   ///< index of the input
     };
+
+    /// An error, and where it is.
     struct PairError {
-        double value = 0.0;
-        Pair pair;
+        double value = 0.0;  ///< the error
+        Pair pair;           ///< the pair that has it
     };
+
+    /// A lightly damped mode.
     struct Ringer {
-        double dampingRatio = 0.0;
-        double period = 0.0;  ///< seconds
+        double dampingRatio = 0.0;  ///< 0 undamped, 1 no oscillation
+        double period = 0.0;        ///< seconds
     };
 
     /// Why there is no result: a sentence that names what is wrong, without a full stop. Empty if there is one.
@@ -84,6 +92,7 @@ struct ReduceResult {
     /// Taken out, the least damped first. Where the tolerance was judged without them, those of the whole plant.
     std::vector<Ringer> ringers;
 
+    ///@{
     /// The largest error of a steady-state gain over the outputs that do not ramp, as a part of the output's largest
     /// coefficient; the largest error of a ramp's rate, as a part of the output's largest rate; the largest error of a
     /// curve, in percent of the output's largest coefficient. Empty where there is nothing to compare.
@@ -94,6 +103,7 @@ struct ReduceResult {
     std::optional<PairError> gainError;
     std::optional<PairError> rampRateError;
     std::optional<PairError> curveErrorPercent;
+    ///@}
 
     /// False if a curve tolerance was asked for and no order keeps it; the model is then the closest one.
     bool isWithinTolerance = true;
@@ -102,9 +112,10 @@ struct ReduceResult {
     /// be kept without them.
     bool isJudgedWithoutRingers = false;
 
-    /// Pairs without a curve on which the model acts, if only by rounding, and whose curves were cleared; and the
-    /// largest of what was cleared, in the unit of curveErrorPercent.
+    /// Pairs without a curve on which the model acts, if only by rounding, and whose curves were cleared.
     std::vector<Pair> clearedPairs;
+
+    /// The largest of what was cleared, in the unit of curveErrorPercent.
     double largestClearedPercent = 0.0;
 };
 

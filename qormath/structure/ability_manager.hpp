@@ -33,10 +33,15 @@ class QORMATH_API AbilityManager {
     /// Shares the blocks of the three matrices as they are viewed; no element is copied.
     AbilityManager(const QorMathLA::Matrix<double>& a, const QorMathLA::Matrix<double>& b,
                    const QorMathLA::Matrix<double>& c, double rankTolerance);
+
+    ///@{
+    /// Deep in all matrices and in blockSizes.
     AbilityManager(const AbilityManager& other);
     AbilityManager(AbilityManager&& other);
     AbilityManager& operator=(const AbilityManager& other);
     AbilityManager& operator=(AbilityManager&& other);
+    ///@}
+
     ~AbilityManager();
 
     /// Decomposes (A, B), the controllable part leading; decomposedC becomes C Z.
