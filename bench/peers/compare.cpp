@@ -32,6 +32,7 @@ constexpr const char* usage =
     "  --sizes N[,N]...  instead of the orders that have a goal\n"
     "  --repeat N        repetitions (5)\n"
     "  --seed N          another set of problems (1)\n"
+    "  --named           leave out the peers that no goal names, which takes half the time\n"
     "  --threads N       of the BLAS (1); with more than one the wall clock is read\n"
     "  --markdown        print the table of docs/performance.md\n"
     "  --check           fail where a ratio is worse than its goal by more than 25 %, or a residual beyond its bound\n"
@@ -46,6 +47,7 @@ struct Options {
     bool markdown = false;
     bool check = false;
     bool list = false;
+    bool namedOnly = false;
     std::string python = "/usr/bin/python3";
     std::string octave = "octave-cli";
     std::string scripts = QORMATH_PEER_SCRIPTS;
@@ -60,13 +62,22 @@ std::vector<int> numbersIn(const std::string& text) {
     return numbers;
 }
 
+/// The option without a value of this name, or null.
+bool* flagOf(Options& options, const std::string& name) {
+    return name == "--markdown" ? &options.markdown
+           : name == "--check"  ? &options.check
+           : name == "--list"   ? &options.list
+           : name == "--named"  ? &options.namedOnly
+                                : nullptr;
+}
+
 /// Nothing where the arguments make no sense.
 std::optional<Options> parse(const std::vector<std::string>& arguments) {
     Options options;
     for (std::size_t k = 0; k < arguments.size(); ++k) {
         const std::string& name = arguments[k];
-        if (name == "--markdown" || name == "--check" || name == "--list") {
-            (name == "--markdown" ? options.markdown : name == "--check" ? options.check : options.list) = true;
+        if (bool* flag = flagOf(options, name); flag != nullptr) {
+            *flag = true;
             continue;
         }
         if (++k == arguments.size()) {
@@ -173,7 +184,7 @@ int runAll(const Options& options) {
             continue;
         }
         for (const int n : sizesOf(row, options)) {
-            const Setting setting{n, options.seed, scipy.get(), octave.get()};
+            const Setting setting{n, options.seed, scipy.get(), octave.get(), options.namedOnly};
             const Line line{row.name, n, run(row, setting, options.repetitions), goalAt(row, n), row.residualBound};
             report.print(line);
             if (!line.meets(checkAllowance)) {

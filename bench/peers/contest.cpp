@@ -111,20 +111,28 @@ void repetition(const Contest& contest, bool backwards, std::vector<Record>& rec
     }
 }
 
+Contest contestOf(const Row& row, const Setting& setting) {
+    Contest contest = row.contest(setting);
+    if (setting.namedOnly) {
+        std::erase_if(contest.peers, [](const Contender& peer) { return peer.kind == PeerKind::further; });
+    }
+    return contest;
+}
+
 }  // namespace
 
 Outcome run(const Row& row, const Setting& setting, int repetitions) {
     Setting current = setting;
     current.n = row.scalable ? std::min(setting.n, warmUpSize) : setting.n;
     std::vector<Record> dropped;
-    repetition(row.contest(current), false, dropped);
+    repetition(contestOf(row, current), false, dropped);
 
     current.n = setting.n;
     std::vector<Record> records;
     Contest contest;
     for (int k = 0; k < repetitions; ++k) {
         current.seed = setting.seed + static_cast<unsigned>(k) + 1;
-        contest = row.contest(current);
+        contest = contestOf(row, current);
         repetition(contest, k % 2 == 1, records);
     }
     Outcome outcome{standingOf(contest.ours, records[0], records[0].seconds), {}};

@@ -39,6 +39,7 @@ struct Setting {
     unsigned seed = 0;
     ChildProcess* scipy = nullptr;
     ChildProcess* octave = nullptr;
+    bool namedOnly = false;  ///< the peers of the further kind stay out; run sees to it
 };
 
 /// How good a result is: the relative residual, 0 at best, and a remark such as a wrong rank.
