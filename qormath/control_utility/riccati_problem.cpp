@@ -309,6 +309,34 @@ void symmetrize(int n, Elements& a) {
     }
 }
 
+bool takeInCrossTerm(const RiccatiProblem& problem, PlainForm& plain) {
+    const int n = problem.n;
+    const int m = problem.m;
+    plain = {problem.a, Elements(elementCount(n, n), 0.0), problem.q};
+    if (m == 0) {
+        return true;
+    }
+    // The columns of b and s side by side in rows: one solve for both.
+    Elements factor = problem.r, weighted(elementCount(m, 2 * n));
+    for (int i = 0; i < n; ++i) {
+        lapack::copy(m, problem.b.data() + i, n, at(weighted.data(), m, 0, i), 1);
+        lapack::copy(m, problem.s.data() + i, n, at(weighted.data(), m, 0, n + i), 1);
+    }
+    std::vector<int> pivots(static_cast<std::size_t>(m));
+    if (lapack::getrf(m, m, factor.data(), m, pivots.data()) != 0) {
+        return false;
+    }
+    lapack::getrs(Op::none, m, 2 * n, factor.data(), m, pivots.data(), weighted.data(), m);
+    const double* const weightedB = weighted.data();
+    const double* const weightedS = at(weighted.data(), m, 0, n);
+    lapack::gemm(Op::none, Op::none, n, n, m, -1.0, problem.b.data(), n, weightedS, m, 1.0, plain.a.data(), n);
+    lapack::gemm(Op::none, Op::none, n, n, m, 1.0, problem.b.data(), n, weightedB, m, 0.0, plain.g.data(), n);
+    lapack::gemm(Op::none, Op::none, n, n, m, -1.0, problem.s.data(), n, weightedS, m, 1.0, plain.h.data(), n);
+    symmetrize(n, plain.g);
+    symmetrize(n, plain.h);
+    return true;
+}
+
 bool leaveOutIdleInputs(RiccatiProblem& problem) {
     if (problem.m == 0) {
         return true;

@@ -39,6 +39,16 @@ bool isSymmetric(int n, const std::vector<double>& a);
 /// Replaces a matrix by its symmetric part, to the bit.
 void symmetrize(int n, std::vector<double>& a);
 
+/// The equation with the cross term taken in: a - b r^-1 s', b r^-1 b' and q - s r^-1 s'. g and h are symmetric.
+struct PlainForm {
+    std::vector<double> a;
+    std::vector<double> g;
+    std::vector<double> h;
+};
+
+/// Makes the plain form of a problem. False when r is singular.
+bool takeInCrossTerm(const RiccatiProblem& problem, PlainForm& plain);
+
 /// Turns the inputs by an orthogonal transformation and leaves out those that do not take part in the equation.
 ///
 /// Continuous: r becomes diagonal, and the inputs in its kernel go, which is what a pseudo-inverse of r does with them;

@@ -4,8 +4,7 @@
 
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/control_utility/riccati_refinement.hpp>
-#include <qormath/control_utility/triangular_stein.hpp>
-#include <qormath/control_utility/triangular_sylvester.hpp>
+#include <qormath/control_utility/triangular_lyapunov.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 
@@ -23,8 +22,16 @@ constexpr double worthwhileGain = 0.5;
 // The rounding of a residual, in units of eps times the norms of its terms. Of 1600 random problems of either kind with
 // closed-loop eigenvalues on the limit, or modes there that nothing reaches or sees, 1 unit let none pass.
 constexpr double roundingsOfResidual = 2.0;
+// Where the form of an earlier loop makes steps converge by this factor at least, it is not to blame for their end.
+constexpr double fastConvergence = 0.25;
 // The share of its distance to the limit that a closed loop has to keep under a change that is within its uncertainty.
 constexpr double keptDistance = 0.5;
+// The backward error of a Schur form, in units of n eps times the Frobenius norm, stays below this.
+constexpr double roundingsOfSchurForm = 1.0;
+// What leaves a larger share of the terms as residual has lost digits on its way, and nothing is clear about it.
+constexpr double clearResidual = 0x1p-20;
+// Nor is anything clear about what this many times its uncertainty would put in doubt.
+constexpr double clearMultiple = 4.0;
 
 // The block width for which work arrays are laid out.
 constexpr int workBlock = 64;
@@ -105,14 +112,19 @@ bool evaluate(const RiccatiProblem& problem, const Elements& x, Evaluation& resu
            allFinite(m, n, result.weightedB) && std::isfinite(result.terms);
 }
 
-/// The Schur form of the transposed closed loop.
+/// The Schur form of the transpose of a closed loop.
 struct LoopForm {
     int n = 0;
     bool discrete = false;
+    Elements loop;
     Elements t;
     Elements u;
     Elements wr;
     Elements wi;
+    // The solution p of loop' p + p loop + i = 0 or loop' p loop - p + i = 0, turned as t is, and its norm; infinite
+    // where the loop is not stable.
+    Elements p;
+    double normOfP = HUGE_VAL;
 };
 
 /// The least distance of the eigenvalues to the limit, negative when one is beyond it.
@@ -124,10 +136,32 @@ double distanceToLimit(bool discrete, const Elements& wr, const Elements& wi) {
     return distance;
 }
 
+/// Solves for the p of a form with the eigenvalues of the loop moved towards the limit by the distance, in continuous
+/// time, or in discrete time with the loop divided by 1 - distance. Returns its norm.
+double solveForP(const LoopForm& form, double distance, Elements& p) {
+    const int n = form.n;
+    Elements t = form.t;
+    if (form.discrete && distance != 0.0) {
+        lapack::scal(n * n, 1.0 / (1.0 - distance), t.data(), 1);
+    }
+    for (int k = 0; k < n && !form.discrete; ++k) {
+        *at(t.data(), n, k, k) += distance;
+    }
+    p.resize(elementCount(n, n));
+    lapack::laset(n, n, 0.0, form.discrete ? 1.0 : -1.0, p.data(), n);
+    double scale = 1.0;
+    if (solveTriangularLyapunov(form.discrete, n, t.data(), n, p.data(), n, scale) != 0 || scale != 1.0) {
+        return HUGE_VAL;
+    }
+    const double norm = frobenius(n, n, p);
+    return std::isfinite(norm) ? norm : HUGE_VAL;
+}
+
 bool decompose(const RiccatiProblem& problem, const Elements& closedLoop, LoopForm& form) {
     const int n = problem.n;
     form.n = n;
     form.discrete = problem.discrete;
+    form.loop = closedLoop;
     form.t.resize(elementCount(n, n));
     for (int j = 0; j < n; ++j) {
         lapack::copy(n, at(closedLoop.data(), n, 0, j), 1, form.t.data() + j, n);
@@ -137,28 +171,41 @@ bool decompose(const RiccatiProblem& problem, const Elements& closedLoop, LoopFo
     form.wi.resize(static_cast<std::size_t>(n));
     const int workLength = workBlock * n;
     Elements work(static_cast<std::size_t>(workLength));
-    return allFinite(n, n, form.t) && lapack::gees(n, form.t.data(), n, form.wr.data(), form.wi.data(), form.u.data(),
-                                                   n, work.data(), workLength) == 0;
-}
-
-/// The solution d of c' d + d c + w = 0 or c' d c - d + w = 0, with c the closed loop and w symmetric.
-bool solveLyapunov(const LoopForm& form, const Elements& w, Elements& d) {
-    const int n = form.n;
-    d = product(Op::none, Op::none, n, n, n, product(Op::transpose, Op::none, n, n, n, form.u, w), form.u);
-    double scale = 1.0;
-    int info = 0;
-    if (form.discrete) {
-        info = solveTriangularStein(n, n, form.t.data(), n, form.t.data(), n, d.data(), n, scale);
-    } else {
-        lapack::scal(n * n, -1.0, d.data(), 1);
-        info = solveTriangularSylvester(Op::none, Op::transpose, 1, n, n, form.t.data(), n, form.t.data(), n, d.data(),
-                                        n, scale);
-    }
-    if (info != 0 || scale != 1.0 || !allFinite(n, n, d)) {
+    if (!allFinite(n, n, form.t) || lapack::gees(n, form.t.data(), n, form.wr.data(), form.wi.data(), form.u.data(), n,
+                                                 work.data(), workLength) != 0) {
         return false;
     }
-    d = product(Op::none, Op::transpose, n, n, n, product(Op::none, Op::none, n, n, n, form.u, d), form.u);
-    symmetrize(n, d);
+    const bool stable = distanceToLimit(form.discrete, form.wr, form.wi) > 0.0;
+    form.normOfP = stable ? solveForP(form, 0.0, form.p) : HUGE_VAL;
+    return true;
+}
+
+/// op(u)' w op(u) for a symmetric w, of which the upper triangle is used, with both triangles filled.
+Elements turned(Op op, int n, const Elements& u, Elements w) {
+    // With w = r + r' for a triangular r it is the sum of a product and its transpose.
+    lapack::scal(n, 0.5, w.data(), n + 1);
+    Elements half = u;
+    lapack::trmm(op == Op::none ? lapack::Side::left : lapack::Side::right, lapack::Triangle::upper, Op::none,
+                 lapack::Diagonal::stored, n, n, 1.0, w.data(), n, half.data(), n);
+    lapack::syr2k(lapack::Triangle::upper, lapack::opposite(op), n, n, 1.0, half.data(), n, u.data(), n, 0.0, w.data(),
+                  n);
+    mirrorUpperTriangle(n, w.data(), n);
+    return w;
+}
+
+/// The solution d of c' d + d c + w = 0 or c' d c - d + w = 0, with c the closed loop of the form and w symmetric.
+bool solveLyapunov(const LoopForm& form, const Elements& w, Elements& d) {
+    const int n = form.n;
+    d = turned(Op::none, n, form.u, w);
+    if (!form.discrete) {
+        lapack::scal(n * n, -1.0, d.data(), 1);
+    }
+    double scale = 1.0;
+    if (solveTriangularLyapunov(form.discrete, n, form.t.data(), n, d.data(), n, scale) != 0 || scale != 1.0 ||
+        !allFinite(n, n, d)) {
+        return false;
+    }
+    d = turned(Op::transpose, n, form.u, std::move(d));
     return allFinite(n, n, d);
 }
 
@@ -174,19 +221,67 @@ bool eigenvalues(int n, Elements matrix, Elements& wr, Elements& wi) {
                          workLength) == 0;
 }
 
-/// True when the closed loop keeps its distance to the limit where x, to first order, is that for a q changed by what
-/// is uncertain, to either side. The change is a multiple of the identity: rounding knows no direction.
-bool isBeyondDoubt(const RiccatiProblem& problem, const Evaluation& now, const LoopForm& form) {
-    const int n = problem.n;
-    const double eps = lapack::machineEpsilon();
-    const double distance = distanceToLimit(problem.discrete, form.wr, form.wi);
-    // An eigenvalue that no input moves does not show in the test below; its own rounding is to leave it stable.
-    if (!(distance > n * eps * now.loopTerms)) {
+/// The change of q that cannot be told from none, as a multiple of the identity: rounding knows no direction.
+double uncertainty(const Evaluation& now) {
+    return roundingsOfResidual * std::max(now.norm, lapack::machineEpsilon() * now.terms);
+}
+
+/// An eigenvalue that no input moves does not show in a change of the loop; its own rounding is to leave it stable.
+bool isStableByMoreThanRounding(const RiccatiProblem& problem, const Evaluation& now, const LoopForm& form) {
+    return distanceToLimit(problem.discrete, form.wr, form.wi) > problem.n * lapack::machineEpsilon() * now.loopTerms;
+}
+
+/// The way from the loop of the form to the closed loop as it is now, turned as t is, from the left alone.
+Elements wayFrom(const LoopForm& form, const Evaluation& now) {
+    Elements way = now.closedLoop;
+    lapack::axpy(form.n * form.n, -1.0, form.loop.data(), 1, way.data(), 1);
+    return product(Op::transpose, Op::none, form.n, form.n, form.n, form.u, way);
+}
+
+/// True when bounds alone show what isBeyondDoubt asks for. With p for half of the distance to the limit and the loop
+/// moved by e, p is a Lyapunov function of the moved loop as long as 2 |p e| < 1, or |p e| (2 |c| + |e|) below the
+/// square of 1 - distance: no eigenvalue is then nearer to the limit than that. e is the change to first order, the way
+/// from the loop of the form, and the rounding of the form.
+bool isSurelyBeyondDoubt(const RiccatiProblem& problem, const Evaluation& now, const LoopForm& form) {
+    if (!isStableByMoreThanRounding(problem, now, form) || !std::isfinite(form.normOfP)) {
         return false;
     }
-    const double change = roundingsOfResidual * std::max(now.norm, eps * now.terms);
+    const int n = problem.n;
+    const int m = problem.m;
+    const double distance = keptDistance * distanceToLimit(problem.discrete, form.wr, form.wi);
+    Elements p;
+    const double normOfP = solveForP(form, distance, p);
+    if (!std::isfinite(normOfP)) {
+        return false;
+    }
+    const double loop = frobenius(n, n, form.loop);
+    const double roundingOfForm = roundingsOfSchurForm * n * lapack::machineEpsilon() * loop;
+    const Elements way = wayFrom(form, now);
+    // The change of x for a q changed by i is the p of the form.
+    const Elements b = product(Op::transpose, Op::none, n, m, n, form.u, problem.b);
+    Elements gain =
+        product(Op::none, Op::none, m, n, n, product(Op::none, Op::none, m, n, n, now.weightedB, form.u), form.p);
+    if (problem.discrete) {
+        gain = product(Op::none, Op::transpose, m, n, n, gain, form.t);
+    }
+    const double ofGain = uncertainty(now) * frobenius(m, n, gain);
+    const double e = frobenius(n, m, b) * ofGain + frobenius(n, n, way) + roundingOfForm;
+    const Elements ofInputs = product(Op::none, Op::none, n, n, m, product(Op::none, Op::none, n, m, n, p, b), gain);
+    const double pe = frobenius(n, n, ofInputs) * uncertainty(now) +
+                      frobenius(n, n, product(Op::none, Op::none, n, n, n, p, way)) + normOfP * roundingOfForm;
+    return problem.discrete ? pe * (2.0 * loop + e) < (1.0 - distance) * (1.0 - distance) : 2.0 * pe < 1.0;
+}
+
+/// True when the closed loop keeps its distance to the limit where x, to first order, is that for a q changed by what
+/// is uncertain, to either side, or a multiple of it. The form is that of the closed loop, or as good as that.
+bool isBeyondDoubt(const RiccatiProblem& problem, const Evaluation& now, const LoopForm& form, double multiple) {
+    const int n = problem.n;
+    if (!isStableByMoreThanRounding(problem, now, form)) {
+        return false;
+    }
+    const double distance = distanceToLimit(problem.discrete, form.wr, form.wi);
     Elements w(elementCount(n, n)), d;
-    lapack::laset(n, n, 0.0, change, w.data(), n);
+    lapack::laset(n, n, 0.0, multiple * uncertainty(now), w.data(), n);
     if (!solveLyapunov(form, w, d)) {
         return false;
     }
@@ -207,37 +302,100 @@ bool isBeyondDoubt(const RiccatiProblem& problem, const Evaluation& now, const L
     return true;
 }
 
+/// One solution on its way: x, what the equation makes of it, and the Schur form of its closed loop or an earlier one.
+struct Iterate {
+    Elements x;
+    Evaluation now;
+    LoopForm form;
+    bool isFormFresh = true;
+};
+
+/// Takes a Newton step if it lowers the residual; true if the next one is worth a try with the same form. With a form
+/// that is not fresh it is a step of the simplified iteration, which converges by the factor by which the loop has
+/// moved.
+bool improve(const RiccatiProblem& problem, Iterate& iterate) {
+    const int n = problem.n;
+    Elements d;
+    if (!solveLyapunov(iterate.form, iterate.now.residual, d)) {
+        return false;
+    }
+    Elements next = iterate.x;
+    lapack::axpy(n * n, 1.0, d.data(), 1, next.data(), 1);
+    Evaluation ahead;
+    if (!evaluate(problem, next, ahead) || !(ahead.norm < iterate.now.norm)) {
+        return false;
+    }
+    const bool worthwhile = ahead.norm < worthwhileGain * iterate.now.norm;
+    iterate.x = std::move(next);
+    iterate.now = std::move(ahead);
+    iterate.isFormFresh = false;
+    return worthwhile;
+}
+
+/// True when the form of an earlier loop serves the steps as well as a fresh one would.
+bool isFormGood(const Iterate& iterate) {
+    const LoopForm& form = iterate.form;
+    if (iterate.isFormFresh || !std::isfinite(form.normOfP)) {
+        return iterate.isFormFresh;
+    }
+    const int n = form.n;
+    const Elements way = wayFrom(form, iterate.now);
+    const double moved = frobenius(n, n, product(Op::none, Op::none, n, n, n, form.p, way));
+    const double growth = form.discrete ? 2.0 * frobenius(n, n, form.loop) + frobenius(n, n, way) : 2.0;
+    return growth * moved <= fastConvergence;
+}
+
+bool makeFormFresh(const RiccatiProblem& problem, Iterate& iterate) {
+    iterate.isFormFresh = iterate.isFormFresh || decompose(problem, iterate.now.closedLoop, iterate.form);
+    return iterate.isFormFresh;
+}
+
+/// Improves x until the residual stops falling. False where a Schur form does not come about.
+bool refine(const RiccatiProblem& problem, Iterate& iterate) {
+    for (int step = 0; step < mostSteps && iterate.now.norm > 0.0; ++step) {
+        const bool wasFresh = iterate.isFormFresh;
+        if (improve(problem, iterate)) {
+            continue;
+        }
+        if (wasFresh || isFormGood(iterate)) {
+            break;
+        }
+        if (!makeFormFresh(problem, iterate)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 bool refineAndJudge(const RiccatiProblem& problem, Elements& x) {
-    const int n = problem.n;
-    Evaluation now;
-    LoopForm form;
-    if (!evaluate(problem, x, now) || !decompose(problem, now.closedLoop, form)) {
+    Iterate iterate;
+    iterate.x = x;
+    if (!evaluate(problem, x, iterate.now) || !decompose(problem, iterate.now.closedLoop, iterate.form) ||
+        !refine(problem, iterate)) {
         return false;
     }
-    for (int step = 0; step < mostSteps && now.norm > 0.0; ++step) {
-        Elements d;
-        if (!solveLyapunov(form, now.residual, d)) {
-            break;
-        }
-        Elements next = x;
-        lapack::axpy(n * n, 1.0, d.data(), 1, next.data(), 1);
-        Evaluation ahead;
-        LoopForm nextForm;
-        if (!evaluate(problem, next, ahead) || !(ahead.norm < now.norm) ||
-            !decompose(problem, ahead.closedLoop, nextForm)) {
-            break;
-        }
-        const bool worthwhile = ahead.norm < worthwhileGain * now.norm;
-        x = std::move(next);
-        now = std::move(ahead);
-        form = std::move(nextForm);
-        if (!worthwhile) {
-            break;
-        }
+    x = iterate.x;
+    return isSurelyBeyondDoubt(problem, iterate.now, iterate.form) ||
+           (makeFormFresh(problem, iterate) && isBeyondDoubt(problem, iterate.now, iterate.form, 1.0));
+}
+
+bool refineClearSolution(const RiccatiProblem& problem, Elements& x) {
+    Iterate iterate;
+    iterate.x = x;
+    if (!evaluate(problem, x, iterate.now) || !(iterate.now.norm <= clearResidual * iterate.now.terms) ||
+        !decompose(problem, iterate.now.closedLoop, iterate.form) ||
+        !isStableByMoreThanRounding(problem, iterate.now, iterate.form) || !refine(problem, iterate)) {
+        return false;
     }
-    return isBeyondDoubt(problem, now, form);
+    if (!isSurelyBeyondDoubt(problem, iterate.now, iterate.form) &&
+        !((isFormGood(iterate) || makeFormFresh(problem, iterate)) &&
+          isBeyondDoubt(problem, iterate.now, iterate.form, clearMultiple))) {
+        return false;
+    }
+    x = std::move(iterate.x);
+    return true;
 }
 
 }  // namespace qormath::control_utility

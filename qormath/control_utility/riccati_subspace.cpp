@@ -18,47 +18,9 @@ using Elements = std::vector<double>;
 
 // The block width for which work arrays of the orthogonal factorisations are laid out.
 constexpr int workBlock = 64;
-// A closed loop of radius 1 - d has converged after about log2(20 / d) doublings: d is 2e-11 here, far below the
-// distance that can be told from none.
-constexpr int mostDoublings = 40;
 
 bool allFinite(int m, int n, const Elements& a) {
     return lapack::allFinite(m, n, a.data(), m);
-}
-
-/// a - b r^-1 s', b r^-1 b' and q - s r^-1 s': the equation with the cross term taken in. False when r is singular.
-struct PlainForm {
-    Elements a;
-    Elements g;
-    Elements h;
-};
-
-bool takeInCrossTerm(const RiccatiProblem& problem, PlainForm& plain) {
-    const int n = problem.n;
-    const int m = problem.m;
-    plain = {problem.a, Elements(elementCount(n, n), 0.0), problem.q};
-    if (m == 0) {
-        return true;
-    }
-    // The columns of b and s side by side in rows: one solve for both.
-    Elements factor = problem.r, weighted(elementCount(m, 2 * n));
-    for (int i = 0; i < n; ++i) {
-        lapack::copy(m, problem.b.data() + i, n, at(weighted.data(), m, 0, i), 1);
-        lapack::copy(m, problem.s.data() + i, n, at(weighted.data(), m, 0, n + i), 1);
-    }
-    std::vector<int> pivots(static_cast<std::size_t>(m));
-    if (lapack::getrf(m, m, factor.data(), m, pivots.data()) != 0) {
-        return false;
-    }
-    lapack::getrs(Op::none, m, 2 * n, factor.data(), m, pivots.data(), weighted.data(), m);
-    const double* const weightedB = weighted.data();
-    const double* const weightedS = at(weighted.data(), m, 0, n);
-    lapack::gemm(Op::none, Op::none, n, n, m, -1.0, problem.b.data(), n, weightedS, m, 1.0, plain.a.data(), n);
-    lapack::gemm(Op::none, Op::none, n, n, m, 1.0, problem.b.data(), n, weightedB, m, 0.0, plain.g.data(), n);
-    lapack::gemm(Op::none, Op::none, n, n, m, -1.0, problem.s.data(), n, weightedS, m, 1.0, plain.h.data(), n);
-    symmetrize(n, plain.g);
-    symmetrize(n, plain.h);
-    return true;
 }
 
 /// x = u2 u1^-1 from the upper and lower half of the leading columns of a 2 n by 2 n matrix.
@@ -203,52 +165,6 @@ bool solveByHamiltonian(const RiccatiProblem& problem, Elements& x) {
     return reorderSchurForm(marks.data(), order, hamiltonian.data(), order, vectors.data(), order, wr.data(), wi.data(),
                             leading) == 0 &&
            leading == n && solutionOfSubspace(n, vectors, x);
-}
-
-bool solveByDoubling(const RiccatiProblem& problem, Elements& x) {
-    const int n = problem.n;
-    PlainForm now;
-    if (!takeInCrossTerm(problem, now)) {
-        return false;
-    }
-    const double convergence = n * lapack::machineEpsilon();
-    const std::size_t size = elementCount(n, n);
-    Elements factor(size), sides(2 * size), half(size), next(size);
-    std::vector<int> pivots(static_cast<std::size_t>(n));
-    for (int step = 0; step < mostDoublings; ++step) {
-        // (i + g h)^-1 [a, g]
-        lapack::laset(n, n, 0.0, 1.0, factor.data(), n);
-        lapack::gemm(Op::none, Op::none, n, n, n, 1.0, now.g.data(), n, now.h.data(), n, 1.0, factor.data(), n);
-        std::copy(now.a.begin(), now.a.end(), sides.begin());
-        std::copy(now.g.begin(), now.g.end(), sides.begin() + static_cast<std::ptrdiff_t>(size));
-        if (!allFinite(n, n, factor) || lapack::getrf(n, n, factor.data(), n, pivots.data()) != 0) {
-            return false;
-        }
-        lapack::getrs(Op::none, n, 2 * n, factor.data(), n, pivots.data(), sides.data(), n);
-        const double* const solvedA = sides.data();
-        const double* const solvedG = sides.data() + size;
-        // h + a' h (i + g h)^-1 a
-        lapack::gemm(Op::none, Op::none, n, n, n, 1.0, now.h.data(), n, solvedA, n, 0.0, half.data(), n);
-        lapack::gemm(Op::transpose, Op::none, n, n, n, 1.0, now.a.data(), n, half.data(), n, 0.0, next.data(), n);
-        symmetrize(n, next);
-        const double change = lapack::lange(lapack::Norm::frobenius, n, n, next.data(), n);
-        lapack::axpy(static_cast<int>(size), 1.0, next.data(), 1, now.h.data(), 1);
-        const double norm = lapack::lange(lapack::Norm::frobenius, n, n, now.h.data(), n);
-        if (!std::isfinite(norm) || !std::isfinite(change)) {
-            return false;
-        }
-        if (change <= convergence * norm) {
-            x = std::move(now.h);
-            return true;
-        }
-        // g + a (i + g h)^-1 g a', a (i + g h)^-1 a
-        lapack::gemm(Op::none, Op::none, n, n, n, 1.0, now.a.data(), n, solvedG, n, 0.0, half.data(), n);
-        lapack::gemm(Op::none, Op::transpose, n, n, n, 1.0, half.data(), n, now.a.data(), n, 1.0, now.g.data(), n);
-        symmetrize(n, now.g);
-        lapack::gemm(Op::none, Op::none, n, n, n, 1.0, now.a.data(), n, solvedA, n, 0.0, half.data(), n);
-        now.a.swap(half);
-    }
-    return false;
 }
 
 bool solveByExtendedPencil(const RiccatiProblem& problem, Elements& x) {

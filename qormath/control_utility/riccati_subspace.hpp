@@ -9,7 +9,7 @@ namespace qormath::control_utility {
 // The direct ways to the stabilising solution of a Riccati equation whose coefficients are of like magnitude. Each
 // fills x (n by n, packed, exactly symmetric) and returns true, or false where it comes to no end. None of them checks
 // that x stabilises, and each is as accurate as its coefficients allow; judgement and refinement are those of
-// riccati_refinement.hpp.
+// riccati_refinement.hpp. Doubling, the fast way, is that of riccati_doubling.hpp.
 
 /// Continuous: the invariant subspace of the Hamiltonian matrix that belongs to its n leftmost eigenvalues. r is
 /// diagonal and is inverted.
@@ -17,14 +17,6 @@ namespace qormath::control_utility {
 /// Source: A. J. Laub, "A Schur method for solving algebraic Riccati equations", IEEE Trans. Automat. Control 24
 /// (1979), 913-921. Cost: about 25 (2 n)^3 flops.
 bool solveByHamiltonian(const RiccatiProblem& problem, std::vector<double>& x);
-
-/// Discrete: the structure-preserving doubling algorithm, which squares the closed loop in each step. r is inverted.
-/// Comes to no end when the closed loop is nearer to the limit than about 2e-11.
-///
-/// Source: E. K.-W. Chu, H.-Y. Fan, W.-W. Lin and C.-S. Wang, "Structure-preserving algorithms for periodic
-/// discrete-time algebraic Riccati equations", Int. J. Control 77 (2004), 767-788. Cost: about 15 n^3 flops a step, in
-/// products and a factorisation, and ten steps for an ordinary problem.
-bool solveByDoubling(const RiccatiProblem& problem, std::vector<double>& x);
 
 /// Both: the deflating subspace of the stable eigenvalues of the extended pencil of order 2 n + m, which contains r as
 /// it is, so that r may be singular. An orthogonal transformation of the rows takes the inputs out; QZ then works on

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include <qormath/control_utility/quasi_triangular.hpp>
+#include <qormath/control_utility/riccati_doubling.hpp>
 #include <qormath/control_utility/riccati_problem.hpp>
 #include <qormath/control_utility/riccati_refinement.hpp>
 #include <qormath/control_utility/riccati_subspace.hpp>
@@ -20,6 +21,9 @@ enum Outcome : int { success = 0, notFinite = 1, notSymmetric = 2, noStabilising
 
 // With a worse conditioned r, its inverse would cost more than half of the digits.
 constexpr double wellConditioned = 0x1p-26;
+
+// Below this order doubling is no faster in continuous time than the Hamiltonian Schur form.
+constexpr int leastOrderToDouble = 32;
 
 int illegalArgument(int n, int m, const double* a, const double* b, const double* q, const double* r, const double* s,
                     const double* x) {
@@ -59,6 +63,10 @@ bool isWellConditioned(const RiccatiProblem& problem) {
 
 bool solveBalanced(const RiccatiProblem& problem, Elements& x) {
     if (isWellConditioned(problem)) {
+        if (!problem.discrete && problem.n >= leastOrderToDouble && solveByDoubling(problem, x) &&
+            refineClearSolution(problem, x)) {
+            return true;
+        }
         const bool found = problem.discrete ? solveByDoubling(problem, x) : solveByHamiltonian(problem, x);
         if (found && refineAndJudge(problem, x)) {
             return true;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include <qormath/control_utility/riccati_doubling.hpp>
 #include <qormath/control_utility/riccati_problem.hpp>
 #include <qormath/control_utility/riccati_subspace.hpp>
 

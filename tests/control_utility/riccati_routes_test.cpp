@@ -1,0 +1,128 @@
+// Continuous Riccati equations are solved by doubling where the outcome is clear, and by the ordered Schur form of the
+// Hamiltonian matrix everywhere else. Here both ways are taken and compared.
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <vector>
+
+#include <qormath/control_utility/riccati_doubling.hpp>
+#include <qormath/control_utility/riccati_problem.hpp>
+#include <qormath/control_utility/riccati_refinement.hpp>
+#include <qormath/control_utility/riccati_subspace.hpp>
+#include <qormath/control_utility/riccatifort.hpp>
+
+#include "support/riccati_arrays.hpp"
+#include "support/riccati_checks.hpp"
+
+namespace {
+
+using namespace qormath::test;
+using namespace qormath::control_utility;
+using QorMathLA::Matrix;
+using riccati_detail::scaledIdentity;
+
+constexpr double ratioLimit = 20.0;
+
+int solveWhole(const RiccatiEquation& e, std::vector<double>& x) {
+    const RiccatiProblem p = problemOf(e);
+    const int discrete = p.discrete ? 1 : 0;
+    x.assign(p.a.size(), 0.0);
+    int info = 0;
+    RICCATIFORT(&discrete, &p.n, &p.m, p.a.data(), p.b.data(), p.q.data(), p.r.data(), p.s.data(), x.data(), &info);
+    return info;
+}
+
+TEST(RiccatiRoutes, DoublingAndTheHamiltonianAgreeToRounding) {
+    NormalNumbers numbers(21);
+    for (const int n : {1, 2, 3, 10, 31, 32, 33, 64, 95, 96, 97, 130}) {
+        const RiccatiEquation e = solvableEquation(continuousSystem, n, numbers);
+        const RiccatiProblem problem = problemOf(e);
+        std::vector<double> x, other;
+        ASSERT_TRUE(solveByDoubling(problem, x)) << n;
+        ASSERT_TRUE(refineClearSolution(problem, x)) << n;
+        ASSERT_TRUE(solveByHamiltonian(problem, other)) << n;
+        ASSERT_TRUE(refineAndJudge(problem, other)) << n;
+        const Matrix<double> found = squareMatrixOf(n, x);
+        const RiccatiVerdict verdict = verdictOn(e, found);
+        EXPECT_TRUE(isSymmetric(found));
+        EXPECT_GT(verdict.distance, 0.0);
+        EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit) << n;
+        EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
+                  2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit))
+            << n;
+    }
+}
+
+TEST(RiccatiRoutes, TheWholeIsAsGoodFromTheOrderOnThatIsDoubled) {
+    NormalNumbers numbers(22);
+    for (const int n : {31, 32, 33, 80}) {
+        const RiccatiEquation e = solvableEquation(continuousSystem, n, numbers);
+        std::vector<double> x;
+        ASSERT_EQ(solveWhole(e, x), 0) << n;
+        const Matrix<double> found = squareMatrixOf(n, x);
+        const RiccatiVerdict verdict = verdictOn(e, found);
+        EXPECT_GT(verdict.distance, 0.0);
+        EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit) << n;
+        EXPECT_LE(frobeniusNorm(differenceOf(found, e.x)),
+                  2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+    }
+}
+
+TEST(RiccatiRoutes, AClearSolutionIsNeitherFarFromASolutionNorUnstableNorOnTheLimit) {
+    NormalNumbers numbers(23);
+    for (const systemType type : {discreteSystem, continuousSystem}) {
+        const RiccatiEquation stable = solvableEquation(type, 40, numbers);
+        const std::vector<double> far = elementsOf(stable.x + symmetricPart(randomMatrix(40, 40, numbers)) * 1e-2);
+        std::vector<double> x = far;
+        EXPECT_FALSE(refineClearSolution(problemOf(stable), x));
+        EXPECT_EQ(x, far);
+        x = elementsOf(stable.x + symmetricPart(randomMatrix(40, 40, numbers)) * 1e-10);
+        EXPECT_TRUE(refineClearSolution(problemOf(stable), x));
+
+        const RiccatiEquation unstable = randomEquation(type, 40, scaledIdentity(2, 1.0), -0.2, numbers);
+        x = elementsOf(unstable.x);
+        EXPECT_FALSE(refineClearSolution(problemOf(unstable), x));
+
+        const RiccatiEquation limit = randomEquation(type, 40, scaledIdentity(2, 1.0), 0.0, numbers);
+        x = elementsOf(limit.x);
+        EXPECT_FALSE(refineClearSolution(problemOf(limit), x));
+    }
+}
+
+TEST(RiccatiRoutes, WhatIsNotClearIsDecidedByTheHamiltonianAndThePencil) {
+    NormalNumbers numbers(24);
+    for (int round = 0; round < 5; ++round) {
+        std::vector<double> x;
+        EXPECT_EQ(solveWhole(randomEquation(continuousSystem, 36, scaledIdentity(2, 1.0), 0.0, numbers), x), 3);
+        EXPECT_EQ(x, std::vector<double>(x.size(), 0.0));
+    }
+    // Two closed-loop eigenvalues ten decades apart: doubling comes to no end, and the other way finds the solution.
+    const int n = 40;
+    RiccatiEquation e = riccati_detail::blank("wide", continuousSystem, n, n);
+    for (int k = 0; k < n; ++k) {
+        e.a(k, k) = k == 0 ? -1e-6 : -1e4;
+        e.b(k, k) = 1.0;
+        e.r(k, k) = 1.0;
+        e.q(k, k) = k == 0 ? 1e-14 : 1.0;
+    }
+    std::vector<double> x;
+    EXPECT_FALSE(solveByDoubling(problemOf(e), x));
+    ASSERT_EQ(solveWhole(e, x), 0);
+    const double small = 1e-14 / (1e-6 + std::sqrt(1e-12 + 1e-14));
+    EXPECT_NEAR(x[0], small, 1e-9 * small);
+}
+
+TEST(RiccatiRoutes, DoublingGivesUpWhereALoopIsOnTheLimit) {
+    for (const systemType type : {discreteSystem, continuousSystem}) {
+        RiccatiEquation e = riccati_detail::blank("limit", type, 2, 1);
+        e.r(0, 0) = 1.0;
+        e.q(0, 0) = e.q(1, 1) = 1.0;
+        e.a(0, 0) = type == discreteSystem ? 1.0 : 0.0;
+        e.a(1, 1) = type == discreteSystem ? 0.5 : -1.0;
+        std::vector<double> x;
+        EXPECT_FALSE(solveByDoubling(problemOf(e), x));
+        EXPECT_TRUE(x.empty());
+    }
+}
+
+}  // namespace
