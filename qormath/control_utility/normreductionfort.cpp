@@ -31,6 +31,9 @@ struct Extent {
     int smallest = 0;
 };
 
+/// Powers of two up to this exponent, and their inverses, are normal numbers.
+constexpr int largestPower = 1022;
+
 /// Gathers an extent from strided parts. Sums of squares are taken relative to the power of two of the largest.
 class ExtentOf {
   public:
@@ -51,8 +54,11 @@ class ExtentOf {
             extent.smallest = std::ilogb(*smallest);
             extent.largest = std::ilogb(*largest);
             double sum = 0.0;
+            // A product with the power of two is as exact as std::ldexp, and no call, where the power is a number.
+            const bool isNumber = std::abs(extent.largest) <= largestPower;
+            const double power = isNumber ? std::ldexp(1.0, -extent.largest) : 0.0;
             for (const double size : sizes_) {
-                const double relative = std::ldexp(size, -extent.largest);
+                const double relative = isNumber ? size * power : std::ldexp(size, -extent.largest);
                 sum += relative * relative;
             }
             extent.log2Norm = extent.largest + 0.5 * std::log2(sum);
