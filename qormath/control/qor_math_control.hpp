@@ -87,10 +87,12 @@ class QORMATH_API QorMathControl {
     /// The same for vectors.
     static void convertComplexVector(ComplexVector<double>& cv, Vector<_MKL_Complex16>& mv, bool toComplex);
 
-    /// The exponential exp(a t) of a square matrix, by scaling and squaring with the diagonal Padé approximant of
-    /// degree 6. m = a t is first shifted by its mean eigenvalue trace(m) / n, which is put back as a factor of the
-    /// result; then it is scaled by a power of two to a largest absolute row sum below 1/2, where the approximant's
-    /// backward error is below 3.4e-16 of the norm.
+    /// The exponential exp(a t) of a square matrix, by scaling and squaring. m = a t is first shifted by its mean
+    /// eigenvalue trace(m) / n, which is put back as a factor of the result. Then a Taylor polynomial of degree up to 18
+    /// is taken of m / 2^s, with a backward error below eps of the norm, and squared s times; degree and s go by the
+    /// norms of m's powers. Rows of zeros at the bottom, as the inputs of a model with a hold have, cost nothing. Where
+    /// that overflows, the diagonal Padé approximant of degree 6 gives the result, scaled to a largest absolute row sum
+    /// below 1/2, where its backward error is below 3.4e-16 of the norm.
     ///
     /// The relative error is about eps times the norm of the shifted m where m is normal. Elsewhere the condition of
     /// the exponential stands before it: far from normal, that may be the square of the result's norm. An eigenvalue
@@ -99,9 +101,11 @@ class QORMATH_API QorMathControl {
     /// element.
     ///
     /// Throws xmsg 10 "Matrix / Type" for a matrix without rows, xmsg 5 "Matrix - Matrix" for one that is not square.
-    /// Source: C. Moler, C. Van Loan, "Nineteen dubious ways to compute the exponential of a matrix, twenty-five years
-    /// later", SIAM Rev. 45 (2003), 3-49, method 3. Cost: 6 matrix products, a singular value decomposition of order n
-    /// and one product for each binary digit of the norm.
+    /// Sources: P. Bader, S. Blanes, F. Casas, "Computing the matrix exponential with an optimized Taylor polynomial
+    /// approximation", Mathematics 7 (2019), 1174; C. Moler, C. Van Loan, "Nineteen dubious ways to compute the
+    /// exponential of a matrix, twenty-five years later", SIAM Rev. 45 (2003), 3-49, method 3. Cost: at most 5 matrix
+    /// products, and one for each squaring; beyond overflow 6, a singular value decomposition of order n and one for
+    /// each binary digit of the norm.
     static QorMathLA::MatrixSoft<double> ExpM(const Matrix<double>& a, double t);
 
     /// The exponential of a complex square matrix. It differs from the real one in this: there is no shift, so that an

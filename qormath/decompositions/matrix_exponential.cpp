@@ -3,10 +3,12 @@
 #include <complex>
 #include <cstddef>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/decompositions/detail/exponential_routes.hpp>
 #include <qormath/decompositions/detail/row_sums.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
@@ -100,7 +102,61 @@ Matrix<double> quotientOf(const Approximant<Matrix<double>>& approximant) {
     return unknown;
 }
 
+/// The number of rows at the bottom that are zero, but not all rows.
+int zeroRowsAtBottom(const Matrix<double>& m) {
+    const int n = m.rows();
+    const double* const data = m.numericData(true);
+    int others = 1;
+    for (int j = 0; j < n; ++j) {
+        const double* const column = data + static_cast<std::ptrdiff_t>(j) * n;
+        int row = n;
+        while (row > others && column[row - 1] == 0.0) {
+            --row;
+        }
+        others = row;
+    }
+    return n - others;
+}
+
+/// Replaces m by its exponential, with a multiple of the identity taken off on the way. False, with m as it was, where
+/// the series gives no result. Rows of zeros at the bottom, those of inputs that stay, take no part in the products.
+bool exponentialBySeries(Matrix<double>& m, double shift) {
+    const int n = m.rows();
+    const double factor = std::exp(shift);
+    double* const data = m.numericData(true);
+    if (!std::isfinite(factor) || !qormath::lapack::allFinite(n, n, data, n)) {
+        return false;
+    }
+    const int zeroRows = zeroRowsAtBottom(m);
+    const int rows = n - zeroRows;
+    std::vector<double> top(static_cast<std::size_t>(rows) * static_cast<std::size_t>(n));
+    qormath::lapack::lacpy(rows, n, data, n, top.data(), rows);
+    for (int k = 0; k < rows; ++k) {
+        top[static_cast<std::size_t>(k) * (static_cast<std::size_t>(rows) + 1)] -= shift;
+    }
+    if (!qormath::decompositions::exponentialBySeries(rows, zeroRows, -shift, top)) {
+        return false;
+    }
+    for (int j = 0; j < n; ++j) {
+        const double* const from = top.data() + static_cast<std::ptrdiff_t>(j) * rows;
+        std::transform(from, from + rows, data + static_cast<std::ptrdiff_t>(j) * n,
+                       [factor](double value) { return value * factor; });
+    }
+    for (int k = rows; k < n; ++k) {
+        m(k, k) = 1.0;
+    }
+    return true;
+}
+
 }  // namespace
+
+Matrix<double> qormath::decompositions::exponentialByApproximant(Matrix<double> m) {
+    const int scaling = scalingExponent(largestRowSum(m, 1.0));
+    m *= std::ldexp(1.0, -scaling);
+    Matrix<double> result = quotientOf(Approximant<Matrix<double>>(m));
+    squareRepeatedly(result, scaling);
+    return result;
+}
 
 MatrixSoft<double> QorMathControl::ExpM(const Matrix<double>& a, double t) {
     Matrix<double> m = a * t;
@@ -118,11 +174,11 @@ MatrixSoft<double> QorMathControl::ExpM(const Matrix<double>& a, double t) {
         trace += m(k, k);
     }
     const double shift = trace / n;
+    if (exponentialBySeries(m, shift)) {
+        return m;
+    }
     addToDiagonal(m, -shift);
-    const int scaling = scalingExponent(largestRowSum(m, 1.0));
-    m *= std::ldexp(1.0, -scaling);
-    Matrix<double> result = quotientOf(Approximant<Matrix<double>>(m));
-    squareRepeatedly(result, scaling);
+    Matrix<double> result = qormath::decompositions::exponentialByApproximant(std::move(m));
     result *= std::exp(shift);
     return result;
 }

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/lapack/lapack.hpp>
 
 namespace qormath::models {
 
@@ -35,11 +37,21 @@ inline QorMathLA::Matrix<double> augmented(const QorMathLA::BasicMatrix<double>&
                                            const QorMathLA::BasicMatrix<double>& b, double diagonal) {
     const int n = a.rows();
     const int m = b.cols();
-    QorMathLA::Matrix<double> bottom = QorMathLA::zeroMatrix(m, n + m);
-    for (int k = 0; k < m; ++k) {
-        bottom(k, n + k) = diagonal;
+    if (a.cols() != n || b.rows() != n || a.transposed || b.transposed || !a.hasUnitStrides() || !b.hasUnitStrides()) {
+        QorMathLA::Matrix<double> bottom = QorMathLA::zeroMatrix(m, n + m);
+        for (int k = 0; k < m; ++k) {
+            bottom(k, n + k) = diagonal;
+        }
+        return a.appendToRight(b).appendToBottom(bottom);
     }
-    return a.appendToRight(b).appendToBottom(bottom);
+    QorMathLA::Matrix<double> result(n + m, n + m);
+    double* const data = result.numericData(true);
+    lapack::laset(m, n, 0.0, 0.0, data + n, n + m);
+    lapack::lacpy(n, n, a.numericData(true), a.storedRows, data, n + m);
+    double* const right = data + static_cast<std::ptrdiff_t>(n) * (n + m);
+    lapack::lacpy(n, m, b.numericData(true), b.storedRows, right, n + m);
+    lapack::laset(m, m, 0.0, diagonal, right + n, n + m);
+    return result;
 }
 
 /// Takes a (n by n) and b back out of the top rows of an augmented matrix.

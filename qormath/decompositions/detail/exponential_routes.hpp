@@ -1,0 +1,28 @@
+#pragma once
+
+#include <vector>
+
+#include <qormath/core/matrix.hpp>
+
+namespace qormath::decompositions {
+
+/// exp(m) of a square matrix by the Padé approximant of degree 6, whose denominator goes through the pseudo-inverse.
+/// What is not finite gives NaN.
+QorMathLA::Matrix<double> exponentialByApproximant(QorMathLA::Matrix<double> m);
+
+/// Replaces the top rows of [a b; 0 d I] by those of its exponential. top holds a (n by n) and b (n by m) side by side,
+/// packed; n is at least 1. False where the result, or a power of a on the way to it, is not finite; top is then of no
+/// use.
+///
+/// Scaling and squaring of the Taylor polynomial of degree 2, 4, 8, 12 or 18, each evaluated in the fewest products,
+/// with nothing to divide by. Degree and scaling go by the norms of those powers of a that are computed anyway, so that
+/// a matrix far from normal is not scaled down for its norm's sake. They go by a and d alone: the top right block is
+/// linear in b.
+///
+/// Sources: P. Bader, S. Blanes, F. Casas, "Computing the matrix exponential with an optimized Taylor polynomial
+/// approximation", Mathematics 7 (2019), 1174; norms of powers: A. H. Al-Mohy, N. J. Higham, "A new scaling and
+/// squaring algorithm for the matrix exponential", SIAM J. Matrix Anal. Appl. 31 (2009), 970-989. Cost: at most five
+/// products of order n, and one for each squaring.
+bool exponentialBySeries(int n, int m, double d, std::vector<double>& top);
+
+}  // namespace qormath::decompositions

@@ -1,0 +1,302 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <initializer_list>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include <qormath/decompositions/detail/exponential_routes.hpp>
+#include <qormath/lapack/blas.hpp>
+#include <qormath/lapack/finite.hpp>
+
+namespace qormath::decompositions {
+
+namespace {
+
+using lapack::Op;
+
+// Bounds of the powers' norm up to which the polynomials have a backward error of at most 2^-53 of the matrix: the sums
+// of the absolute coefficients of log(exp(-x) T(x)) / x.
+constexpr double limitOf2 = 2.580e-8;
+constexpr double limitOf4 = 3.397e-4;
+constexpr double limitOf8 = 4.991e-2;
+constexpr double limitOf12 = 2.996e-1;
+constexpr double limitOf18 = 1.090;
+// The norm itself up to which the polynomial may be evaluated: roundings of the powers add up to eps exp(norm).
+constexpr double largestNorm = 4.0;
+// Elements that a linear combination treats at a time, so that they stay in the first-level cache.
+constexpr std::size_t stripLength = 1024;
+
+/// [a b; 0 d I] by its top rows, the two blocks side by side, and d.
+struct Augmented {
+    std::unique_ptr<double[]> top;
+    double corner = 0.0;
+};
+
+struct Term {
+    double factor;
+    const Augmented* matrix;
+};
+
+/// Bounds for the norms of powers from those of a few, by A^(i + j) = A^i A^j.
+class PowerBounds {
+  public:
+    PowerBounds() { logNorms_.fill(std::numeric_limits<double>::infinity()); }
+
+    void set(int power, double norm) {
+        logNorms_[static_cast<std::size_t>(power)] = std::log(norm);
+        largest_ = power;
+    }
+
+    /// A number whose k-th power is no less than the norm of the matrix's for all k from first on. Beyond first + 5 one
+    /// more factor of the largest known power is taken off at a time.
+    double root(int first) const {
+        std::vector<double> logs(static_cast<std::size_t>(first + largest_));
+        double result = at(largest_) / largest_;
+        for (int k = 1; k < first + largest_; ++k) {
+            double& bound = logs[static_cast<std::size_t>(k)];
+            bound = std::numeric_limits<double>::infinity();
+            for (int power = 1; power <= std::min(k, largest_); ++power) {
+                bound = std::min(bound, logs[static_cast<std::size_t>(k - power)] + at(power));
+            }
+            if (k >= first) {
+                result = std::max(result, bound / k);
+            }
+        }
+        return std::exp(result);
+    }
+
+  private:
+    double at(int power) const { return logNorms_[static_cast<std::size_t>(power)]; }
+
+    std::array<double, 7> logNorms_{};
+    int largest_ = 0;
+};
+
+class SeriesExponential {
+  public:
+    SeriesExponential(int n, int m, double d, const std::vector<double>& top)
+        : n_(n), m_(m), a_(fresh()), rowSums_(static_cast<std::size_t>(n)) {
+        std::copy_n(top.data(), length(), a_.top.get());
+        a_.corner = d;
+    }
+
+    /// False where a power overflows.
+    bool run() {
+        const double norm = note(1, a_);
+        a2_ = product(a_, a_);
+        if (!std::isfinite(note(2, a2_))) {
+            return false;
+        }
+        const bool small = norm <= largestNorm;
+        if (small && bounds_.root(3) <= limitOf2) {
+            result_ = fresh();
+            combine(result_, 1.0, {{1.0, &a_}, {0.5, &a2_}});
+        } else if (small && bounds_.root(5) <= limitOf4) {
+            evaluate4();
+        } else if (small && bounds_.root(9) <= limitOf8) {
+            evaluate8();
+        } else {
+            return evaluateHigher(norm);
+        }
+        return true;
+    }
+
+    void copyTo(std::vector<double>& top) const { std::copy_n(result_.top.get(), length(), top.data()); }
+
+  private:
+    std::size_t length() const { return static_cast<std::size_t>(n_) * static_cast<std::size_t>(n_ + m_); }
+
+    Augmented fresh() const { return {std::make_unique_for_overwrite<double[]>(length()), 0.0}; }
+
+    /// r = p q + beta r.
+    void addProduct(const Augmented& p, const Augmented& q, double beta, Augmented& r) const {
+        lapack::gemm(Op::none, Op::none, n_, n_ + m_, n_, 1.0, p.top.get(), n_, q.top.get(), n_, beta, r.top.get(), n_);
+        const std::size_t right = static_cast<std::size_t>(n_) * static_cast<std::size_t>(n_);
+        for (std::size_t k = right; k < length(); ++k) {
+            r.top[k] += q.corner * p.top[k];
+        }
+        r.corner = p.corner * q.corner + beta * r.corner;
+    }
+
+    Augmented product(const Augmented& p, const Augmented& q) const {
+        Augmented r = fresh();
+        addProduct(p, q, 0.0, r);
+        return r;
+    }
+
+    /// out = constant I + the terms, of which out may be one only as the first.
+    void combine(Augmented& out, double constant, std::initializer_list<Term> terms) const {
+        const auto first = terms.begin();
+        for (std::size_t begin = 0; begin < length(); begin += stripLength) {
+            const std::size_t end = std::min(length(), begin + stripLength);
+            double* const to = out.top.get();
+            for (std::size_t k = begin; k < end; ++k) {
+                to[k] = first->factor * first->matrix->top[k];
+            }
+            for (auto term = first + 1; term != terms.end(); ++term) {
+                const double* const from = term->matrix->top.get();
+                for (std::size_t k = begin; k < end; ++k) {
+                    to[k] += term->factor * from[k];
+                }
+            }
+        }
+        double corner = constant;
+        for (const Term& term : terms) {
+            corner += term.factor * term.matrix->corner;
+        }
+        out.corner = corner;
+        const std::size_t step = static_cast<std::size_t>(n_) + 1;
+        for (std::size_t k = 0; k < static_cast<std::size_t>(n_); ++k) {
+            out.top[k * step] += constant;
+        }
+    }
+
+    /// The largest absolute row sum of a power of a and of d.
+    double note(int power, const Augmented& x) {
+        std::fill(rowSums_.begin(), rowSums_.end(), 0.0);
+        for (int column = 0; column < n_; ++column) {
+            const double* const elements = x.top.get() + static_cast<std::ptrdiff_t>(column) * n_;
+            for (int row = 0; row < n_; ++row) {
+                rowSums_[static_cast<std::size_t>(row)] += std::fabs(elements[row]);
+            }
+        }
+        double norm = std::fabs(x.corner);
+        for (const double sum : rowSums_) {
+            norm = sum <= norm ? norm : sum;
+        }
+        bounds_.set(power, norm);
+        return norm;
+    }
+
+    void evaluate4() {
+        Augmented right = fresh();
+        combine(right, 0.5, {{1.0 / 6.0, &a_}, {1.0 / 24.0, &a2_}});
+        result_ = fresh();
+        combine(result_, 1.0, {{1.0, &a_}});
+        addProduct(a2_, right, 1.0, result_);
+    }
+
+    void evaluate8() {
+        const double r = std::sqrt(177.0);
+        constexpr double x3 = 2.0 / 3.0;
+        Augmented left = fresh();
+        Augmented right = fresh();
+        result_ = fresh();
+        combine(left, 0.0, {{x3 * (1.0 + r) / 88.0, &a_}, {x3 * (1.0 + r) / 352.0, &a2_}});
+        const Augmented a4 = product(a2_, left);
+        combine(left, 0.0, {{x3, &a2_}, {1.0, &a4}});
+        combine(right, (29.0 * r - 271.0) / (315.0 * x3),
+                {{11.0 * (r - 1.0) / (1260.0 * x3), &a_},
+                 {11.0 * (r - 9.0) / (5040.0 * x3), &a2_},
+                 {(89.0 - r) / (5040.0 * x3 * x3), &a4}});
+        combine(result_, 1.0, {{1.0, &a_}, {(857.0 - 58.0 * r) / 630.0, &a2_}});
+        addProduct(left, right, 1.0, result_);
+    }
+
+    bool evaluateHigher(double norm) {
+        a3_ = product(a_, a2_);
+        if (!std::isfinite(note(3, a3_))) {
+            return false;
+        }
+        if (norm <= largestNorm && bounds_.root(13) <= limitOf12) {
+            evaluate12();
+            return true;
+        }
+        const Augmented a6 = product(a3_, a3_);
+        if (!std::isfinite(note(6, a6))) {
+            return false;
+        }
+        const double excess = std::max(bounds_.root(19) / limitOf18, norm / largestNorm);
+        const int scaling = std::max(0, static_cast<int>(std::ceil(std::log2(excess))));
+        evaluate18(a6, std::ldexp(1.0, -scaling));
+        Augmented next = fresh();
+        for (int k = 0; k < scaling; ++k) {
+            addProduct(result_, result_, 0.0, next);
+            std::swap(result_, next);
+        }
+        return true;
+    }
+
+    void evaluate12() {
+        Augmented b4 = fresh();
+        combine(b4, 0.0,
+                {{-0.13181061013830184015, &a_}, {-0.02027855540589259079, &a2_}, {-0.00675951846863086359, &a3_}});
+        Augmented a6 = fresh();
+        combine(a6, 0.21169311829980944294,
+                {{0.15822438471572672537, &a_}, {0.16563516943672741501, &a2_}, {0.01078627793157924250, &a3_}});
+        addProduct(b4, b4, 1.0, a6);
+        Augmented left = fresh();
+        combine(left, 4.6,
+                {{1.0, &a6},
+                 {0.99287510353848683614, &a_},
+                 {-0.13244556105279963884, &a2_},
+                 {0.00172990000000000000, &a3_}});
+        result_ = std::move(b4);
+        combine(result_, -0.01860232051462055322,
+                {{-0.00500702322573317730, &a_}, {-0.57342012296052226390, &a2_}, {-0.13339969394389205970, &a3_}});
+        addProduct(left, a6, 1.0, result_);
+    }
+
+    /// The polynomial of the matrix times a factor.
+    void evaluate18(const Augmented& a6, double f) {
+        const double f2 = f * f;
+        const double f3 = f2 * f;
+        const double f6 = f3 * f3;
+        Augmented b1 = fresh();
+        Augmented b5 = fresh();
+        Augmented a9 = fresh();
+        combine(b1, 0.0,
+                {{-0.10036558103014462001 * f, &a_},
+                 {-0.00802924648241156960 * f2, &a2_},
+                 {-0.00089213849804572995 * f3, &a3_}});
+        combine(b5, 0.0,
+                {{-0.09233646193671185927 * f2, &a2_},
+                 {-0.01693649390020817171 * f3, &a3_},
+                 {-0.00001400867981820361 * f6, &a6}});
+        combine(a9, -0.0904316832390810561,
+                {{-0.06764045190713819075 * f, &a_},
+                 {0.06759613017704596460 * f2, &a2_},
+                 {0.02955525704293155274 * f3, &a3_},
+                 {-0.00001391802575160607 * f6, &a6}});
+        addProduct(b1, b5, 1.0, a9);
+        Augmented left = std::move(b1);
+        combine(left, -10.9676396052962062593,
+                {{1.0, &a9},
+                 {1.68015813878906197182 * f, &a_},
+                 {0.05717798464788655127 * f2, &a2_},
+                 {-0.00698210122488052084 * f3, &a3_},
+                 {0.00003349750170860705 * f6, &a6}});
+        result_ = std::move(b5);
+        combine(result_, 0.0,
+                {{0.39784974949964507614 * f, &a_},
+                 {1.36783778460411719922 * f2, &a2_},
+                 {0.49828962252538267755 * f3, &a3_},
+                 {-0.00063789819459472330 * f6, &a6}});
+        addProduct(left, a9, 1.0, result_);
+    }
+
+    int n_;
+    int m_;
+    Augmented a_;
+    Augmented a2_;
+    Augmented a3_;
+    Augmented result_;
+    PowerBounds bounds_;
+    std::vector<double> rowSums_;
+};
+
+}  // namespace
+
+bool exponentialBySeries(int n, int m, double d, std::vector<double>& top) {
+    SeriesExponential exponential(n, m, d, top);
+    if (!exponential.run()) {
+        return false;
+    }
+    exponential.copyTo(top);
+    return lapack::allFinite(n, n + m, top.data(), n);
+}
+
+}  // namespace qormath::decompositions

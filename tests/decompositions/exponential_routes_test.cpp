@@ -1,0 +1,223 @@
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <limits>
+#include <vector>
+
+#include <qormath/control/qor_math_control.hpp>
+#include <qormath/core/arithmetic.hpp>
+#include <qormath/decompositions/detail/exponential_routes.hpp>
+
+#include "support/matrix_compare.hpp"
+#include "support/matrix_literals.hpp"
+#include "support/quad_exponential.hpp"
+#include "support/random_matrices.hpp"
+
+// The two routes of the real exponential against each other: the Taylor polynomials, and the approximant that runs
+// where they overflow.
+
+using qormath::decompositions::exponentialByApproximant;
+using qormath::decompositions::exponentialBySeries;
+using qormath::test::frobeniusNorm;
+using qormath::test::identical;
+using qormath::test::matrixOf;
+using qormath::test::NormalNumbers;
+using qormath::test::quadExponential;
+using qormath::test::randomMatrix;
+using qormath::test::unitRoundoff;
+using QorMathLA::Matrix;
+using QorMathLA::Range;
+
+namespace {
+
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+Matrix<double> bySeries(const Matrix<double>& a) {
+    const int n = a.rows();
+    std::vector<double> top(a.numericData(true), a.numericData(true) + static_cast<std::ptrdiff_t>(n) * n);
+    EXPECT_TRUE(exponentialBySeries(n, 0, 0.0, top));
+    Matrix<double> result(n, n);
+    std::copy(top.begin(), top.end(), result.numericData(true));
+    return result;
+}
+
+/// What the approximant gives where it is the only route: on the matrix without its mean eigenvalue.
+Matrix<double> byApproximant(Matrix<double> a) {
+    double trace = 0.0;
+    for (int k = 0; k < a.rows(); ++k) {
+        trace += a(k, k);
+    }
+    const double shift = trace / a.rows();
+    for (int k = 0; k < a.rows(); ++k) {
+        a(k, k) -= shift;
+    }
+    Matrix<double> result = exponentialByApproximant(a);
+    result *= std::exp(shift);
+    return result;
+}
+
+double relativeDifference(const Matrix<double>& x, const Matrix<double>& y) {
+    return frobeniusNorm(x - y) / frobeniusNorm(y);
+}
+
+/// Normal, with imaginary eigenvalues, and of the given Frobenius norm.
+Matrix<double> skewMatrix(int n, double norm, NormalNumbers& numbers) {
+    const Matrix<double> r = randomMatrix(n, n, numbers);
+    Matrix<double> skew = r - r.transpose();
+    skew *= norm / std::max(frobeniusNorm(skew), 1e-300);
+    return skew;
+}
+
+/// [a b; 0 d I].
+Matrix<double> whole(const Matrix<double>& a, const Matrix<double>& b, double d) {
+    Matrix<double> bottom = QorMathLA::zeroMatrix(b.cols(), a.rows() + b.cols());
+    for (int k = 0; k < b.cols(); ++k) {
+        bottom(k, a.rows() + k) = d;
+    }
+    return a.appendToRight(b).appendToBottom(bottom);
+}
+
+}  // namespace
+
+TEST(ExponentialRoutes, AgreeOnNormalMatricesOfEveryNorm) {
+    NormalNumbers numbers(5101);
+    // From below the limit of the smallest polynomial to several squarings of the largest.
+    for (const double norm : {1e-12, 1e-5, 2e-2, 0.2, 0.9, 3.0, 50.0, 1e3}) {
+        for (const int n : {2, 3, 7, 33, 64, 130}) {
+            const Matrix<double> a = skewMatrix(n, norm, numbers);
+            // Rounding of products of order n, gathered over squarings of twice the norm together, in either route.
+            EXPECT_LE(relativeDifference(bySeries(a), exponentialByApproximant(a)),
+                      20.0 * n * unitRoundoff * std::max(1.0, norm))
+                << n << " " << norm;
+        }
+    }
+}
+
+TEST(ExponentialRoutes, AgreeOnRandomMatrices) {
+    NormalNumbers numbers(5102);
+    for (const double norm : {1e-3, 0.1, 0.5, 2.0}) {
+        for (const int n : {2, 5, 31, 65, 129}) {
+            const Matrix<double> a = randomMatrix(n, n, numbers) * (norm / std::sqrt(n));
+            // The condition of the exponential is at most exp(2 ||a||), and ||a|| is about twice the scale.
+            EXPECT_LE(relativeDifference(bySeries(a), exponentialByApproximant(a)),
+                      20.0 * n * unitRoundoff * std::exp(2.0 * norm))
+                << n << " " << norm;
+        }
+    }
+}
+
+TEST(ExponentialRoutes, TheSeriesHoldsAgainstQuadruplePrecisionInEachDegree) {
+    NormalNumbers numbers(5103);
+    for (const double norm : {1e-9, 2e-5, 2e-4, 3e-3, 4e-2, 0.1, 0.25, 0.6, 1.0, 2.1, 9.0}) {
+        for (const int n : {2, 3, 8, 20}) {
+            const Matrix<double> a = skewMatrix(n, norm, numbers);
+            EXPECT_LE(relativeDifference(bySeries(a), quadExponential(a, 1.0)),
+                      10.0 * n * unitRoundoff * std::max(1.0, norm))
+                << n << " " << norm;
+        }
+    }
+}
+
+TEST(ExponentialRoutes, TheSeriesIsNotWorseFarFromNormal) {
+    NormalNumbers numbers(5104);
+    for (const double departure : {1.0, 1e2, 1e4}) {
+        for (int trial = 0; trial < 10; ++trial) {
+            Matrix<double> a = randomMatrix(6, 6, numbers);
+            for (int j = 0; j < 6; ++j) {
+                for (int i = 0; i < 6; ++i) {
+                    a(i, j) *= i > j ? 0.0 : i == j ? 1.0 : departure;
+                }
+            }
+            const Matrix<double> exact = quadExponential(a, 1.0);
+            const double noise = 10.0 * 6.0 * unitRoundoff;
+            EXPECT_LE(relativeDifference(bySeries(a), exact),
+                      relativeDifference(exponentialByApproximant(a), exact) + noise)
+                << departure;
+        }
+    }
+}
+
+TEST(ExponentialRoutes, TheSeriesOfAMatrixWithoutPowersEndsAfterTwoTerms) {
+    EXPECT_TRUE(identical(bySeries(matrixOf({{0, 1e6, 0}, {0, 0, 0}, {0, 0, 0}})),
+                          matrixOf({{1, 1e6, 0}, {0, 1, 0}, {0, 0, 1}})));
+    EXPECT_TRUE(identical(bySeries(matrixOf({{0, 3e-9}, {0, 0}})), matrixOf({{1, 3e-9}, {0, 1}})));
+    EXPECT_TRUE(identical(bySeries(matrixOf({{0, 0}, {0, 0}})), matrixOf({{1, 0}, {0, 1}})));
+}
+
+TEST(ExponentialRoutes, ZeroRowsTakeNoPartButGiveTheSame) {
+    NormalNumbers numbers(5105);
+    for (const int n : {1, 2, 9, 63}) {
+        for (const int m : {1, 4, 20}) {
+            for (const double norm : {1e-6, 0.04, 0.2, 1.0, 12.0}) {
+                const Matrix<double> a = skewMatrix(n, norm, numbers);
+                const Matrix<double> b = randomMatrix(n, m, numbers) * (std::max(norm, 1e-3) / std::sqrt(n * m));
+                const double bound = 20.0 * (n + m) * unitRoundoff * std::max(1.0, norm);
+                const Matrix<double> m0 = whole(a, b, 0.0);
+                const Matrix<double> e = QorMathControl::ExpM(m0, 1.0);
+                EXPECT_LE(relativeDifference(e, byApproximant(m0)), bound) << n << " " << m << " " << norm;
+                const Range states(0, n - 1, 1);
+                const Range inputs(n, n + m - 1, 1);
+                for (int i = n; i < n + m; ++i) {
+                    for (int j = 0; j < n + m; ++j) {
+                        EXPECT_EQ(e(i, j), i == j ? 1.0 : 0.0);
+                    }
+                }
+                if (n + m < 14) {  // the block by itself, where it is small beside the other
+                    EXPECT_LE(relativeDifference(Matrix<double>(e(states, inputs), true),
+                                                 Matrix<double>(quadExponential(m0, 1.0)(states, inputs), true)),
+                              bound)
+                        << n << " " << m << " " << norm;
+                }
+            }
+        }
+    }
+}
+
+TEST(ExponentialRoutes, TheTopRightBlockIsLinearInItsArgumentToTheBit) {
+    NormalNumbers numbers(5106);
+    const int n = 12;
+    const int m = 3;
+    const Matrix<double> a = randomMatrix(n, n, numbers);
+    const Matrix<double> b = randomMatrix(n, m, numbers);
+    const Range states(0, n - 1, 1);
+    const Range inputs(n, n + m - 1, 1);
+    const Matrix<double> plain = QorMathControl::ExpM(whole(a, b, 0.0), 1.0);
+    for (const int exponent : {-300, -40, 60, 400}) {
+        const double factor = std::ldexp(1.0, exponent);
+        const Matrix<double> scaled = QorMathControl::ExpM(whole(a, b * factor, 0.0), 1.0);
+        EXPECT_TRUE(
+            identical(Matrix<double>(scaled(states, states), true), Matrix<double>(plain(states, states), true)));
+        Matrix<double> expected(plain(states, inputs), true);
+        expected *= factor;
+        EXPECT_TRUE(identical(Matrix<double>(scaled(states, inputs), true), expected)) << exponent;
+    }
+}
+
+TEST(ExponentialRoutes, TheApproximantRunsWhereAPowerOverflows) {
+    for (const Matrix<double>& a : {matrixOf({{0, 1e200}, {-1e200, 0}}), matrixOf({{1e160, 2e160}, {3e160, -1e160}})}) {
+        std::vector<double> top(a.numericData(true), a.numericData(true) + 4);
+        EXPECT_FALSE(exponentialBySeries(2, 0, 0.0, top));
+        EXPECT_TRUE(identical(QorMathControl::ExpM(a, 1.0), byApproximant(a)));
+    }
+}
+
+TEST(ExponentialRoutes, TheApproximantRunsWhereTheResultOverflows) {
+    const Matrix<double> a = matrixOf({{800, 1}, {0, -800}});
+    std::vector<double> top(a.numericData(true), a.numericData(true) + 4);
+    EXPECT_FALSE(exponentialBySeries(2, 0, 0.0, top));
+    EXPECT_TRUE(identical(QorMathControl::ExpM(a, 1.0), byApproximant(a)));
+    // Here the factor of the mean eigenvalue alone does.
+    const Matrix<double> b = matrixOf({{900, 1}, {0, 900}});
+    EXPECT_TRUE(identical(QorMathControl::ExpM(b, 1.0), byApproximant(b)));
+}
+
+TEST(ExponentialRoutes, TheApproximantRunsForWhatIsNotFinite) {
+    for (const double bad : {notANumber, infinity, -infinity}) {
+        const Matrix<double> a = matrixOf({{1, bad}, {0, 2}});
+        for (const double element : QorMathControl::ExpM(a, 1.0)) {
+            EXPECT_TRUE(std::isnan(element));
+        }
+    }
+}
