@@ -117,7 +117,11 @@ class QORMATH_API QorMathControl {
     /// The principal logarithm of a real square matrix: exp of the result is a, and its eigenvalues have imaginary
     /// parts from -pi to pi. It is complex where a has negative eigenvalues, and real up to rounding elsewhere.
     ///
-    /// Parlett's recurrence on the complex Schur form divides by the differences of eigenvalues and so loses digits
+    /// Where no eigenvalue is zero or negative, or next to it, the result comes from square roots of the real Schur form
+    /// and a Padé approximant, provided that the repeated square of the root gives the form back to 1000 eps: a result
+    /// that is real, and as good for repeated eigenvalues as for any.
+    ///
+    /// Elsewhere Parlett's recurrence on the complex Schur form divides by the differences of eigenvalues and so loses digits
     /// where two lie close together. It estimates its own error as eps times the largest column sum above the diagonal
     /// of the Schur form, divided by the smallest difference. An estimate beyond 1000 eps is checked by the relative
     /// residual of the exponential, in the largest row sum; if that is beyond 1000 eps too, the recurrence is run once
@@ -126,9 +130,11 @@ class QORMATH_API QorMathControl {
     ///
     /// An eigenvalue of exactly zero gives infinite or NaN elements. Throws the int -1 if a is not square, holds NaN or
     /// infinity, or the Schur form fails. An empty matrix gives an empty one.
-    /// Source: B. N. Parlett, "A recurrence among the elements of functions of triangular matrices", Linear Algebra
-    /// Appl. 14 (1976), 117-121. Cost: a complex Schur form and n^3 / 3 complex operations, with a retry three times
-    /// as much and an exponential.
+    /// Sources: A. H. Al-Mohy, N. J. Higham, "Improved inverse scaling and squaring algorithms for the matrix
+    /// logarithm", SIAM J. Sci. Comput. 34 (2012), C153-C169; B. N. Parlett, "A recurrence among the elements of
+    /// functions of triangular matrices", Linear Algebra Appl. 14 (1976), 117-121. Cost: a real Schur form and about
+    /// 6 n^3 flops; by the recurrence a complex Schur form and n^3 / 3 complex operations, with a retry three times as
+    /// much and an exponential.
     static ComplexMatrix<double> LogM(const Matrix<double>& a);
 
     // ---------------------------------------------------------------- equations

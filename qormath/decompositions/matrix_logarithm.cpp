@@ -7,6 +7,7 @@
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/decompositions/detail/logarithm_routes.hpp>
 #include <qormath/decompositions/detail/row_sums.hpp>
 #include <qormath/lapack/lapack.hpp>
 
@@ -183,10 +184,19 @@ Matrix<double> fixedRotation(int n) {
 }  // namespace
 
 ComplexMatrix<double> QorMathControl::LogM(const Matrix<double>& a) {
+    Matrix<double> real;
+    if (qormath::decompositions::logarithmByRoots(a, real)) {
+        return ComplexMatrix<double>(real);
+    }
+    return qormath::decompositions::logarithmByRecurrence(a, &ParlettsLog);
+}
+
+ComplexMatrix<double> qormath::decompositions::logarithmByRecurrence(
+    const Matrix<double>& a, void (*recurrence)(const Matrix<double>&, ComplexMatrix<double>&, double&)) {
     const double accepted = acceptedRoundings * machineEpsilon();
     ComplexMatrix<double> result;
     double err = 0.0;
-    ParlettsLog(a, result, err);
+    recurrence(a, result, err);
     if (!(err > accepted)) {
         return result;
     }
@@ -195,7 +205,7 @@ ComplexMatrix<double> QorMathControl::LogM(const Matrix<double>& a) {
         return result;
     }
     const Matrix<double> q = fixedRotation(a.rows());
-    ParlettsLog(q * a * q.transpose(), result, err);
+    recurrence(q * a * q.transpose(), result, err);
     const ComplexMatrix<double> complexQ(q);
     return complexQ.transpose() * result * complexQ;
 }

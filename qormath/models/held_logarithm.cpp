@@ -6,6 +6,7 @@
 #include <qormath/control_utility/blockspectraldecomposition.hpp>
 #include <qormath/control_utility/triangular_sylvester.hpp>
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/decompositions/detail/logarithm_routes.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 #include <qormath/models/detail/augmented.hpp>
@@ -45,6 +46,19 @@ void replaceDirectly(Matrix<double>& a, Matrix<double>& b) {
     }
     extract(real, a.rows(), a, b);
     undoColumnScales(b, scales);
+}
+
+/// Replaces a Schur form t and b, in its coordinates, by the top blocks of the logarithm of [t b; 0 I], as long as
+/// there is a real one within reach of square roots. The inputs are brought to where they do not add to the norm.
+bool replaceSchurForm(Matrix<double>& t, Matrix<double>& b) {
+    const Vector<double> scales = columnScalesOf(b, 1.0 / (1.0 + b.cols()));
+    Matrix<double> step = augmented(t, b.scaleColumnsBy(scales), 1.0);
+    if (!decompositions::logarithmOfSchurForm(step)) {
+        return false;
+    }
+    extract(step, t.rows(), t, b);
+    undoColumnScales(b, scales);
+    return true;
 }
 
 /// With x = a - I: a becomes log(I + x) = x s and b becomes s b, where s = I - x / 2 + x^2 / 3 - ...
@@ -107,7 +121,14 @@ void replaceByParts(const OrderedForm& form, const Matrix<double>& y, Matrix<dou
     addProduct(MatrixSoft<double>(farB), -1.0, y, nearB);
     Matrix<double> farA = Matrix<double>(form.x(farStates, farStates), true);
     farA += farA.identity();
-    replaceDirectly(farA, farB);
+    Matrix<double> logarithmOfA(farA);
+    Matrix<double> logarithmOfB(farB);
+    if (replaceSchurForm(logarithmOfA, logarithmOfB)) {
+        farA = logarithmOfA;
+        farB = logarithmOfB;
+    } else {
+        replaceDirectly(farA, farB);
+    }
     replaceBySeries(Matrix<double>(form.x(nearStates, nearStates), true), nearA, nearB);
 
     Matrix<double> logarithm = QorMathLA::zeroMatrix(n, n);
@@ -120,7 +141,32 @@ void replaceByParts(const OrderedForm& form, const Matrix<double>& y, Matrix<dou
     b = product(form.u, farB.appendToBottom(nearB));
 }
 
+/// Whether no eigenvalue is near 1, by the eigenvalues of a itself.
+bool areFar(const Vector<double>& wr, const Vector<double>& wi) {
+    constexpr double clearance = 2.0;  // beyond doubt about rounding
+    for (int i = 0; i < wr.size(); ++i) {
+        if (!(std::hypot(wr[i] - 1.0, wi[i]) > clearance * integratorRadius)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
+
+void replaceByHeldLogarithm(Matrix<double>& a, Matrix<double>& b, const Matrix<double>& t, const Matrix<double>& u,
+                            const Vector<double>& wr, const Vector<double>& wi) {
+    if (a.rows() > 0 && a.cols() == a.rows() && b.rows() == a.rows() && areFar(wr, wi)) {
+        Matrix<double> logarithm(t);
+        Matrix<double> held = product(u.transpose(), b);
+        if (replaceSchurForm(logarithm, held)) {
+            a = decompositions::fromSchurBasis(u, logarithm);
+            b = product(u, held);
+            return;
+        }
+    }
+    replaceByHeldLogarithm(a, b);
+}
 
 void replaceByHeldLogarithm(Matrix<double>& a, Matrix<double>& b) {
     const int n = a.rows();

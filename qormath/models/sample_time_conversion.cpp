@@ -199,17 +199,19 @@ void QorMathControl::Discrete2Continuous_ZOH(Matrix<double>& a, Matrix<double>& 
     Matrix<double> q;
     Vector<double> wr;
     Vector<double> wi;
-    SchurDecomposition(a, t, q, wr, wi, schurDescendingReal);
+    SchurDecomposition(a, t, q, wr, wi, schurUnordered);
     for (int i = 0; i < wr.size(); ++i) {
         if (std::hypot(wr[i], wi[i]) < rootOfPrecision()) {
             throw -1;  // zero has no logarithm
         }
     }
-    const Vector<int> positions = negativePositions(wr, wi);
-    if (positions.size() > 0) {
-        pairNegativeEigenvalues(a, b, c, scale, q, wr, positions);
+    if (negativePositions(wr, wi).size() > 0) {  // or nothing asks for an order
+        SchurDecomposition(a, t, q, wr, wi, schurDescendingReal);
+        pairNegativeEigenvalues(a, b, c, scale, q, wr, negativePositions(wr, wi));
+        qormath::models::replaceByHeldLogarithm(a, b);
+    } else {
+        qormath::models::replaceByHeldLogarithm(a, b, t, q, wr, wi);
     }
-    qormath::models::replaceByHeldLogarithm(a, b);
     a *= 1.0 / sampleTime;
     b *= 1.0 / sampleTime;
     undoBalancing(a, b, c, scale);

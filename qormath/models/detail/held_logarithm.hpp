@@ -15,4 +15,10 @@ namespace qormath::models {
 /// Throws the int -1 where LogM does.
 void replaceByHeldLogarithm(QorMathLA::Matrix<double>& a, QorMathLA::Matrix<double>& b);
 
+/// The same, for a = u t u' in real Schur form with the eigenvalues wr and wi, which saves another. It serves where no
+/// eigenvalue is near 1 and logarithmOfSchurForm gives a result; elsewhere the other form runs.
+void replaceByHeldLogarithm(QorMathLA::Matrix<double>& a, QorMathLA::Matrix<double>& b,
+                            const QorMathLA::Matrix<double>& t, const QorMathLA::Matrix<double>& u,
+                            const QorMathLA::Vector<double>& wr, const QorMathLA::Vector<double>& wi);
+
 }  // namespace qormath::models
