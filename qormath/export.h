@@ -1,7 +1,10 @@
 #ifndef QORMATH_EXPORT_H
 #define QORMATH_EXPORT_H
 
-/* Marks what the shared library exports; everything else is compiled hidden. */
+/// @file
+/// What the shared library exports.
+
+/// Marks what the shared library exports; everything else is compiled hidden.
 #define QORMATH_API __attribute__((visibility("default")))
 
 #endif

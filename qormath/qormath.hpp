@@ -1,6 +1,7 @@
 #pragma once
 
-// Everything that callers of the library use, in one include. The headers stand on their own too.
+/// @file
+/// Everything that callers of the library use, in one include. The headers stand on their own too.
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The ways of a model between continuous and discrete time.
+
 #include <cstdint>
 
 /// How a model is carried between continuous and discrete time. Every value other than 0 acts as bilinearTransform.

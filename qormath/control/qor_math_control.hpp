@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The control functions.
+
 #include <qormath/control/conversion_type.hpp>
 #include <qormath/control/reduction_type.hpp>
 #include <qormath/control/riccati_method.hpp>

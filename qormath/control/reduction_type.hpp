@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The kinds of model reduction.
+
 #include <cstdint>
 
 /// The kinds of model reduction. Only reductionBalanced and reductionBalancedShrink are accepted, and they behave

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The ways to solve a Riccati equation.
+
 #include <cstdint>
 
 /// How a Riccati equation is solved. Any value other than riccatiNewton and riccatiSchur acts as riccatiSchurNewton.

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The time base of a model.
+
 #include <cstdint>
 
 /// The time base of a model.

@@ -1,8 +1,9 @@
 #pragma once
 
-// Arithmetic on real vectors and matrices. Operators that give a new result copy the left operand compactly and work
-// on the copy; in-place operators write through the view that they are given. Every dimension test comes before any
-// element is changed. Operands that do not fit throw xmsg 5 with the name of the operator.
+/// @file
+/// Arithmetic on real vectors and matrices. Operators that give a new result copy the left operand compactly and work
+/// on the copy; in-place operators write through the view that they are given. Every dimension test comes before any
+/// element is changed. Operands that do not fit throw xmsg 5 with the name of the operator.
 
 #include <concepts>
 #include <type_traits>

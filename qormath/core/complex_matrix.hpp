@@ -1,7 +1,8 @@
 #pragma once
 
-// Complex vectors and matrices, and the way between them and the plain pairs of doubles that complex LAPACK routines
-// are declared with. Only double is instantiated.
+/// @file
+/// Complex vectors and matrices, and the way between them and the plain pairs of doubles that complex LAPACK routines
+/// are declared with. Only double is instantiated.
 
 #include <complex>
 #include <concepts>

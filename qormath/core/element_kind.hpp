@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The tags by which containers tell the types of their elements.
+
 #include <complex>
 #include <cstdint>
 #include <type_traits>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Walks over the elements of views.
+
 #include <cstddef>
 #include <cstdint>
 #include <iterator>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The spin lock of a block.
+
 #include <cstdint>
 
 #include <qormath/export.h>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Matrices: values, and handles on blocks.
+
 #include <algorithm>
 #include <complex>
 #include <concepts>

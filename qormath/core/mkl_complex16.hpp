@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Complex numbers as complex LAPACK routines take them.
+
 #include <qormath/export.h>
 
 namespace QorMathLA {

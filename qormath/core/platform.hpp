@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// What the spin lock needs of the operating system.
+
 #include <cstdint>
 
 #include <qormath/export.h>

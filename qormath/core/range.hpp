@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Ranges of indices.
+
 #include <cstdint>
 
 namespace QorMathLA {

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Functions of numbers.
+
 namespace QorMathLA {
 
 ///@{

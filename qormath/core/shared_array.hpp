@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The counted block behind every container.
+
 #include <complex>
 #include <cstddef>
 #include <cstdint>

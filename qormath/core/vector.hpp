@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Vectors: values, and handles on blocks.
+
 #include <algorithm>
 #include <cstddef>
 #include <iterator>

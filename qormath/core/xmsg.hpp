@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The exception of the core.
+
 #include <cstdint>
 #include <string>
 

@@ -3,6 +3,7 @@
 
 #include <qormath/export.h>
 
+/// @file
 /// The flat interface to the library, for a host that is written in C or that can call C: plain functions, plain
 /// pointers, zero-terminated text. It has two halves that know nothing of each other.
 ///
@@ -87,6 +88,7 @@ QORMATH_API long long API_GetNumberOfOutputMessages(void);
 ///
 /// @param destination room for destinationSize characters; what does not fit, its terminator included, stops the
 ///        process. A message has at most 255 characters, so 256 are enough.
+/// @param destinationSize the room, terminator included
 /// @param index from 0 to API_GetNumberOfOutputMessages() - 1; any other stops the process
 /// @return 0
 QORMATH_API int API_GetOutputMessage(char* destination, int destinationSize, int index);

@@ -1,6 +1,7 @@
 #ifndef QORMATH_HOST_HOST_CONSUMER_H
 #define QORMATH_HOST_HOST_CONSUMER_H
 
+/// @file
 /// The library's side of the host lists, for a consumer that is built into one binary with the library: it links the
 /// static library, QorMath::qormath_static. The shared library keeps these functions to itself; the host's side is
 /// <qormath/host/host_api.h>, which says what stops the process, what is thrown and that one thread at a time may be in
@@ -23,11 +24,13 @@ extern "C" {
 ///
 /// @param destination room for destinationSize characters; what does not fit, its terminator included, stops the
 ///        process
+/// @param destinationSize the room, terminator included
 /// @return 0, or 1 if there is no further line
 int GetNextCaseLine(char* destination, int destinationSize);
 
 /// Copies out what AddVector keeps under a key. A key without a vector, be it unknown or deleted, stops the process.
 ///
+/// @param key as it was given to AddVector
 /// @param length receives the number of values
 /// @param description 40 characters of room, so 39 and the terminator; a longer one stops the process, though AddVector
 ///        takes 126

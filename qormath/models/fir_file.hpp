@@ -4,6 +4,7 @@
 
 #include <qormath/export.h>
 
+/// @file
 /// The step-response model file, read and written through a handle.
 ///
 /// The file is fixed-column text whose number of lines follows from its header: eight header lines (comment, number e
@@ -103,6 +104,7 @@ QORMATH_API int firGetOutput(FIRFileHandle* handle, int index, char* name, char*
 
 /// Scans the blocks and hands out the curves; each of the three arrays may be null.
 ///
+/// @param handle a file that was opened for reading
 /// @param offsets inputCount * outputCount entries; entry inputCount * output + input is the index in `data` of the
 ///        pair's first coefficient, or -1 for an all-zero curve
 /// @param data the coefficients of all other curves one after the other, room for n * inputCount * outputCount; in

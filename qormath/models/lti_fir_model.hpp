@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Models as step-response curves.
+
 #include <string>
 
 #include <qormath/core/matrix.hpp>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Models in state space.
+
 #include <qormath/control/system_type.hpp>
 #include <qormath/core/matrix.hpp>
 #include <qormath/core/vector.hpp>

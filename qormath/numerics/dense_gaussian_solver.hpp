@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Linear systems, with a verdict on singularity.
+
 #include <cstdint>
 
 #include <qormath/core/matrix.hpp>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The well conditioned parts of a gain matrix.
+
 #include <qormath/core/matrix.hpp>
 #include <qormath/core/vector.hpp>
 #include <qormath/export.h>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A square part of a gain matrix.
+
 #include <qormath/core/shared_array.hpp>
 #include <qormath/core/vector.hpp>
 #include <qormath/export.h>

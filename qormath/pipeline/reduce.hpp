@@ -1,7 +1,8 @@
 #pragma once
 
-// The whole road for front ends: step-response curves in, a small state-space model and its curves out, and a report of
-// what was done on the way.
+/// @file
+/// The whole road for front ends: step-response curves in, a small state-space model and its curves out, and a report of
+/// what was done on the way.
 
 #include <functional>
 #include <optional>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Staircase forms of a triple of matrices.
+
 #include <fstream>
 
 #include <qormath/core/matrix.hpp>
