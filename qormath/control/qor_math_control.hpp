@@ -91,8 +91,8 @@ class QORMATH_API QorMathControl {
     static void convertComplexVector(ComplexVector<double>& cv, Vector<_MKL_Complex16>& mv, bool toComplex);
 
     /// The exponential exp(a t) of a square matrix, by scaling and squaring. m = a t is first shifted by its mean
-    /// eigenvalue trace(m) / n, which is put back as a factor of the result. Then a Taylor polynomial of degree up to 18
-    /// is taken of m / 2^s, with a backward error below eps of the norm, and squared s times; degree and s go by the
+    /// eigenvalue trace(m) / n, which is put back as a factor of the result. Then a Taylor polynomial of degree up to
+    /// 18 is taken of m / 2^s, with a backward error below eps of the norm, and squared s times; degree and s go by the
     /// norms of m's powers. Rows of zeros at the bottom, as the inputs of a model with a hold have, cost nothing. Where
     /// that overflows, the diagonal Padé approximant of degree 6 gives the result, scaled to a largest absolute row sum
     /// below 1/2, where its backward error is below 3.4e-16 of the norm.
@@ -120,16 +120,16 @@ class QORMATH_API QorMathControl {
     /// The principal logarithm of a real square matrix: exp of the result is a, and its eigenvalues have imaginary
     /// parts from -pi to pi. It is complex where a has negative eigenvalues, and real up to rounding elsewhere.
     ///
-    /// Where no eigenvalue is zero or negative, or next to it, the result comes from square roots of the real Schur form
-    /// and a Padé approximant, provided that the repeated square of the root gives the form back to 1000 eps: a result
-    /// that is real, and as good for repeated eigenvalues as for any.
+    /// Where no eigenvalue is zero or negative, or next to it, the result comes from square roots of the real Schur
+    /// form and a Padé approximant, provided that the repeated square of the root gives the form back to 1000 eps: a
+    /// result that is real, and as good for repeated eigenvalues as for any.
     ///
-    /// Elsewhere Parlett's recurrence on the complex Schur form divides by the differences of eigenvalues and so loses digits
-    /// where two lie close together. It estimates its own error as eps times the largest column sum above the diagonal
-    /// of the Schur form, divided by the smallest difference. An estimate beyond 1000 eps is checked by the relative
-    /// residual of the exponential, in the largest row sum; if that is beyond 1000 eps too, the recurrence is run once
-    /// more on a, rotated by a fixed orthogonal matrix, and that result stands, good or bad: a Jordan block of order 2
-    /// comes out to about root, several equal eigenvalues of which some are coupled to a few digits or none.
+    /// Elsewhere Parlett's recurrence on the complex Schur form divides by the differences of eigenvalues and so loses
+    /// digits where two lie close together. It estimates its own error as eps times the largest column sum above the
+    /// diagonal of the Schur form, divided by the smallest difference. An estimate beyond 1000 eps is checked by the
+    /// relative residual of the exponential, in the largest row sum; if that is beyond 1000 eps too, the recurrence is
+    /// run once more on a, rotated by a fixed orthogonal matrix, and that result stands, good or bad: a Jordan block of
+    /// order 2 comes out to about root, several equal eigenvalues of which some are coupled to a few digits or none.
     ///
     /// An eigenvalue of exactly zero gives infinite or NaN elements. Throws the int -1 if a is not square, holds NaN or
     /// infinity, or the Schur form fails. An empty matrix gives an empty one.

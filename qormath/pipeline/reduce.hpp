@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// The whole road for front ends: step-response curves in, a small state-space model and its curves out, and a report of
-/// what was done on the way.
+/// The whole road for front ends: step-response curves in, a small state-space model and its curves out, and a report
+/// of what was done on the way.
 
 #include <functional>
 #include <optional>
