@@ -29,4 +29,9 @@ namespace qormath::control_utility {
 void NORMREDUCTIONFORT(const int* n, const int* m, const int* p, double* maxReduction, double* a, double* b, double* c,
                        double* scale, int* info);
 
+/// The same for legal arguments, with the norms of a state taken anew at each visit. It is what runs where kept sums of
+/// squares do not serve, and their oracle.
+void balanceByFreshNorms(int n, int m, int p, double& maxReduction, double* a, double* b, double* c, double* scale,
+                         int& info);
+
 }  // namespace qormath::control_utility
