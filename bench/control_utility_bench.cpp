@@ -1,13 +1,9 @@
 // The cubic kernels of control_utility/ beside the unordered real Schur form with vectors of the same order, which is
 // what a caller has paid before any of them. The counter ratio is the time of the kernel as a multiple of it.
-//
-// Times are of the processor, so that a busy machine does not sway the ratios: OPENBLAS_NUM_THREADS=1
-// control_utility_bench.
 
 #include <benchmark/benchmark.h>
 #include <cmath>
 #include <cstddef>
-#include <ctime>
 #include <map>
 #include <random>
 #include <vector>
@@ -19,6 +15,8 @@
 #include <qormath/control_utility/triangular_sylvester.hpp>
 #include <qormath/control_utility/whole_sylvester.hpp>
 #include <qormath/lapack/lapack.hpp>
+
+#include "beside_schur.hpp"
 
 namespace {
 
@@ -39,37 +37,26 @@ Elements randomMatrix(int rows, int columns, unsigned seed) {
     return result;
 }
 
-struct Schur {
-    Elements form;   // of a random matrix whose spectral radius is about 1
-    double seconds;  // that it took
-};
-
-double processorSeconds() {
-    return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
-}
-
-// Computed once an order, in the run in which it is compared.
-const Schur& schurOfOrder(int n) {
-    static std::map<int, Schur> known;
+// Of a random matrix whose spectral radius is about 1, computed once an order.
+const Elements& schurFormOf(int n) {
+    static std::map<int, Elements> known;
     const auto found = known.find(n);
     if (found != known.end()) {
         return found->second;
     }
-    Schur schur{randomMatrix(n, n, 1), 0.0};
-    lapack::scal(n * n, 1.0 / std::sqrt(n), schur.form.data(), 1);
+    Elements form = randomMatrix(n, n, 1);
+    lapack::scal(n * n, 1.0 / std::sqrt(n), form.data(), 1);
     Elements wr(static_cast<std::size_t>(n)), wi(static_cast<std::size_t>(n)), vectors(elements(n, n)), query(1);
-    lapack::gees(n, schur.form.data(), n, wr.data(), wi.data(), vectors.data(), n, query.data(), -1);
+    lapack::gees(n, form.data(), n, wr.data(), wi.data(), vectors.data(), n, query.data(), -1);
     Elements work(static_cast<std::size_t>(query[0]));
-    const double start = processorSeconds();
-    lapack::gees(n, schur.form.data(), n, wr.data(), wi.data(), vectors.data(), n, work.data(),
+    lapack::gees(n, form.data(), n, wr.data(), wi.data(), vectors.data(), n, work.data(),
                  static_cast<int>(work.size()));
-    schur.seconds = processorSeconds() - start;
-    return known.emplace(n, std::move(schur)).first->second;
+    return known.emplace(n, std::move(form)).first->second;
 }
 
 // The Schur form made stable: moved to the left of -0.1, or shrunk into the disc of radius about 0.9.
 Elements stableForm(int n, bool discrete) {
-    Elements form = schurOfOrder(n).form;
+    Elements form = schurFormOf(n);
     if (discrete) {
         lapack::scal(n * n, 0.9, form.data(), 1);
     } else {
@@ -80,27 +67,12 @@ Elements stableForm(int n, bool discrete) {
     return form;
 }
 
-template <typename Kernel>
-void reportBesideSchur(benchmark::State& state, int n, Kernel kernel) {
-    const double schurSeconds = schurOfOrder(n).seconds;
-    double seconds = 0.0;
-    for (auto iteration : state) {
-        const double start = processorSeconds();
-        kernel();
-        const double elapsed = processorSeconds() - start;
-        state.SetIterationTime(elapsed);
-        seconds += elapsed;
-    }
-    state.counters["schur_s"] = schurSeconds;
-    state.counters["ratio"] = seconds / static_cast<double>(state.iterations()) / schurSeconds;
-}
-
 void triangularSylvester(benchmark::State& state, lapack::Op opA, lapack::Op opB) {
     const int n = static_cast<int>(state.range(0));
     const Elements a = stableForm(n, false);
     const Elements c = randomMatrix(n, n, 2);
     Elements x(c.size());
-    reportBesideSchur(state, n, [&] {
+    bench::besideSchur(state, [&] {
         x = c;
         double scale = 1.0;
         control_utility::solveTriangularSylvester(opA, opB, 1, n, n, a.data(), n, a.data(), n, x.data(), n, scale);
@@ -113,7 +85,7 @@ void columnwiseSylvester(benchmark::State& state) {
     const Elements a = stableForm(n, false);
     const Elements c = randomMatrix(n, n, 2);
     Elements x(c.size());
-    reportBesideSchur(state, n, [&] {
+    bench::besideSchur(state, [&] {
         x = c;
         double scale = 1.0;
         lapack::trsyl(lapack::Op::none, lapack::Op::transpose, 1, n, n, a.data(), n, a.data(), n, x.data(), n, scale);
@@ -126,7 +98,7 @@ void triangularStein(benchmark::State& state) {
     const Elements a = stableForm(n, true);
     const Elements c = randomMatrix(n, n, 2);
     Elements x(c.size());
-    reportBesideSchur(state, n, [&] {
+    bench::besideSchur(state, [&] {
         x = c;
         double scale = 1.0;
         control_utility::solveTriangularStein(n, n, a.data(), n, a.data(), n, x.data(), n, scale);
@@ -139,7 +111,7 @@ void wholeSylvester(benchmark::State& state) {
     const Elements a = stableForm(n, false);
     const Elements c = randomMatrix(n, n, 2);
     Elements x(c.size());
-    reportBesideSchur(state, n, [&] {
+    bench::besideSchur(state, [&] {
         x = c;
         double scale = 1.0;
         control_utility::solveWholeSylvester(n, n, a.data(), n, a.data(), n, x.data(), n, scale);
@@ -152,7 +124,7 @@ void triangularLyapunov(benchmark::State& state, bool discrete) {
     const Elements a = stableForm(n, discrete);
     const Elements c = randomMatrix(n, n, 2);
     Elements x(c.size());
-    reportBesideSchur(state, n, [&] {
+    bench::besideSchur(state, [&] {
         x = c;
         double scale = 1.0;
         control_utility::solveTriangularLyapunov(discrete, n, a.data(), n, x.data(), n, scale);
@@ -176,7 +148,7 @@ void lyapunov(benchmark::State& state, int discrete) {
     const int workLength = (n + 3) * n;
     Elements form(a.size()), u(a.size()), x(a.size()), work(elements(n + 3, n));
     Elements wr(static_cast<std::size_t>(n)), wi(static_cast<std::size_t>(n));
-    reportBesideSchur(state, n, [&] {
+    bench::besideSchur(state, [&] {
         form = a;
         x = c;
         int info = 0;
@@ -193,64 +165,41 @@ void gramianFactor(benchmark::State& state, bool discrete) {
     const Elements a = stableForm(n, discrete);
     const Elements b = randomMatrix(n, inputs, 2);
     Elements s(elements(n, n));
-    reportBesideSchur(state, n, [&] {
+    bench::besideSchur(state, [&] {
         double scale = 1.0;
         control_utility::controllabilityFactor(discrete, n, inputs, a.data(), n, b.data(), n, s.data(), n, scale);
         benchmark::DoNotOptimize(s.data());
     });
 }
 
-BENCHMARK_CAPTURE(triangularSylvester, NN, lapack::Op::none, lapack::Op::none)
-    ->Arg(500)
-    ->Arg(1000)
-    ->Arg(2000)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(triangularSylvester, NT, lapack::Op::none, lapack::Op::transpose)
-    ->Arg(1000)
-    ->Arg(2000)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(triangularSylvester, TN, lapack::Op::transpose, lapack::Op::none)
-    ->Arg(1000)
-    ->Arg(2000)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(columnwiseSylvester)->Arg(500)->Arg(1000)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(triangularStein)->Arg(500)->Arg(1000)->Arg(2000)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(wholeSylvester)->Arg(500)->Arg(1000)->Arg(2000)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(triangularLyapunov, continuous, false)
-    ->Arg(500)
-    ->Arg(1000)
-    ->Arg(2000)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(triangularLyapunov, discrete, true)
-    ->Arg(500)
-    ->Arg(1000)
-    ->Arg(2000)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(lyapunov, continuous, 0)
-    ->ArgsProduct({{200, 1000}, {0, 1}})
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(lyapunov, discrete, 1)
-    ->ArgsProduct({{200, 1000}, {0, 1}})
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(gramianFactor, continuous, false)
-    ->Args({500, 10})
-    ->Args({1000, 10})
+// The second argument, where there is one, over all orders.
+template <int... second>
+void atKernelOrdersWith(benchmark::internal::Benchmark* benchmark) {
+    for (const int n : {10, 50, 100, 200, 400, 800, 1000, 2000}) {
+        (benchmark->Args({n, second}), ...);
+    }
+    benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK_CAPTURE(triangularSylvester, NN, lapack::Op::none, lapack::Op::none)->Apply(bench::atKernelOrders);
+BENCHMARK_CAPTURE(triangularSylvester, NT, lapack::Op::none, lapack::Op::transpose)->Apply(bench::atKernelOrders);
+BENCHMARK_CAPTURE(triangularSylvester, TN, lapack::Op::transpose, lapack::Op::none)->Apply(bench::atKernelOrders);
+// At 2000 it takes five Schur forms.
+BENCHMARK(columnwiseSylvester)->Apply(bench::atAllOrders);
+BENCHMARK(triangularStein)->Apply(bench::atKernelOrders);
+BENCHMARK(wholeSylvester)->Apply(bench::atKernelOrders);
+BENCHMARK_CAPTURE(triangularLyapunov, continuous, false)->Apply(bench::atKernelOrders);
+BENCHMARK_CAPTURE(triangularLyapunov, discrete, true)->Apply(bench::atKernelOrders);
+BENCHMARK_CAPTURE(lyapunov, continuous, 0)->Apply(atKernelOrdersWith<0, 1>);
+BENCHMARK_CAPTURE(lyapunov, discrete, 1)->Apply(atKernelOrdersWith<0, 1>);
+BENCHMARK_CAPTURE(gramianFactor, continuous, false)->Apply(atKernelOrdersWith<10>);
+BENCHMARK_CAPTURE(gramianFactor, discrete, true)->Apply(atKernelOrdersWith<10>);
+BENCHMARK_CAPTURE(gramianFactor, continuousSquare, false)
     ->Args({1000, 1000})
-    ->Args({2000, 10})
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(gramianFactor, discrete, true)
-    ->Args({500, 10})
-    ->Args({1000, 10})
+BENCHMARK_CAPTURE(gramianFactor, discreteSquare, true)
     ->Args({1000, 1000})
-    ->Args({2000, 10})
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
