@@ -111,6 +111,7 @@ std::vector<Row> allRows() {
     addReductionRows(rows);
     addDecompositionRows(rows);
     addConversionRows(rows);
+    addFixedRows(rows);
     return rows;
 }
 
@@ -137,7 +138,7 @@ std::optional<double> goalAt(const Row& row, int n) {
     std::optional<double> ratio;
     for (const Goal& goal : row.goals) {
         if (goal.n <= n) {
-            ratio = goal.ratio;
+            ratio = goal.ratio == noGoal ? std::nullopt : std::optional(goal.ratio);
         }
     }
     return ratio;

@@ -66,6 +66,9 @@ struct Contest {
     std::vector<Contender> peers;
 };
 
+/// Of a row that is measured at a size and held to nothing.
+inline constexpr double noGoal = 0.0;
+
 struct Goal {
     int n;
     double ratio;

@@ -89,8 +89,7 @@ bool Line::meets(double allowance) const {
         return false;
     }
     const Standing* best = bestPeer();
-    const bool fastEnough = !goal || best == nullptr || best->ratio <= allowance * *goal;
-    return fastEnough && residualHolds();
+    return !goal || best == nullptr || (best->ratio <= allowance * *goal && residualHolds());
 }
 
 void Report::heading() const {

@@ -9,6 +9,7 @@ namespace qormath::peers {
 void addConversionRows(std::vector<Row>& rows);
 void addDecompositionRows(std::vector<Row>& rows);
 void addEquationRows(std::vector<Row>& rows);
+void addFixedRows(std::vector<Row>& rows);
 void addReductionRows(std::vector<Row>& rows);
 void addRiccatiRows(std::vector<Row>& rows);
 void addSchurRows(std::vector<Row>& rows);
