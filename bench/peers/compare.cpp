@@ -179,6 +179,7 @@ int runAll(const Options& options) {
                 options.repetitions);
     const Report report(options.markdown);
     report.heading();
+    std::vector<std::string> failed;
     std::vector<std::string> missed;
     for (const Row& row : rows) {
         if (!std::regex_search(row.name, options.rows)) {
@@ -188,18 +189,23 @@ int runAll(const Options& options) {
             const Setting setting{n, options.seed, scipy.get(), octave.get(), options.namedOnly};
             const Line line{row.name, n, run(row, setting, options.repetitions), goalAt(row, n), row.residualBound};
             report.print(line);
-            if (!line.meets(checkAllowance)) {
+            if (!line.outcome.ours.failure.empty()) {
+                failed.push_back(row.name + " at " + std::to_string(n));
+            } else if (!line.meets(checkAllowance)) {
                 missed.push_back(row.name + " at " + std::to_string(n));
             }
         }
     }
+    for (const std::string& name : failed) {
+        std::printf("failed: %s\n", name.c_str());
+    }
     if (!options.check) {
-        return EXIT_SUCCESS;
+        return failed.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     for (const std::string& name : missed) {
         std::printf("missed: %s\n", name.c_str());
     }
-    return missed.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+    return failed.empty() && missed.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace

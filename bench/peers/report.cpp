@@ -109,8 +109,9 @@ void Report::print(const Line& line) const {
     const Standing& ours = line.outcome.ours;
     const char* met = !line.goal || best == nullptr ? "-"
                       : line.meets(1.0)             ? "yes"
-                      : !line.residualHolds()       ? "residual"
-                                                    : "no";
+                      : line.residualHolds()        ? "time"
+                      : best->ratio <= *line.goal   ? "residual"
+                                                    : "both";
     const std::string ratio = best == nullptr ? "-" : text("%.2f", best->ratio);
     const std::string goal = line.goal ? text("%.2f", *line.goal) : "-";
     const std::string name = best == nullptr ? "none" : best->name;
