@@ -2,6 +2,7 @@
 #include <cstddef>
 
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/core/detail/small_product.hpp>
 #include <qormath/core/matrix.hpp>
 #include <qormath/lapack/blas.hpp>
 
@@ -34,11 +35,39 @@ auto blasAddress(V& vector, int length) {
 }
 
 Matrix<double> compactCopy(const BasicMatrix<double>& source) {
-    return Matrix<double>(Matrix<double>(MatrixSoft<double>(source)), true);
+    return Matrix<double>::copyOf(source);
 }
 
 Vector<double> compactCopy(const BasicVector<double>& source) {
-    return Vector<double>(Vector<double>(VectorSoft<double>(source)), true);
+    return Vector<double>::copyOf(source);
+}
+
+// The distance from a logical element to the next of its column.
+std::ptrdiff_t stepOf(const BasicMatrix<double>& matrix) {
+    return matrix.transposed ? matrix.storedRows : 1;
+}
+
+detail::SmallOperand smallOperand(const BasicMatrix<double>& matrix) {
+    const std::ptrdiff_t stored = matrix.storedRows;
+    return matrix.transposed ? detail::SmallOperand{matrix.numericData(false), stored, 1}
+                             : detail::SmallOperand{matrix.numericData(false), 1, stored};
+}
+
+bool isSmall(int size) {
+    return size >= 1 && size <= detail::largestSmallOrder;
+}
+
+/// Calls work(target, element, targetStep, elementStep, length) for each column of two plain matrices of one shape, in
+/// walking order.
+template <class Target, class Work>
+void forColumns(Target& target, const BasicMatrix<double>& source, Work work) {
+    const int columns = target.cols();
+    const int length = target.rows();
+    const std::ptrdiff_t targetStep = stepOf(target);
+    const std::ptrdiff_t sourceStep = stepOf(source);
+    for (int j = 0; j < columns; ++j) {
+        work(&target(0, j), &source(0, j), targetStep, sourceStep, length);
+    }
 }
 
 // In index order also where the range runs downwards, which a compact copy does not see.
@@ -55,12 +84,89 @@ void addMultiple(BasicVector<double>& left, double factor, const BasicVector<dou
                           left.range.stride);
 }
 
-void addMatrices(BasicMatrix<double>& left, double factor, const BasicMatrix<double>& right, const char* operation) {
+// left + Sign * right of one element; Sign is 1 or -1.
+template <int Sign>
+double summed(double left, double right) {
+    return Sign > 0 ? left + right : left - right;
+}
+
+template <int Sign>
+void addMatrices(BasicMatrix<double>& left, const BasicMatrix<double>& right, const char* operation) {
     require(left.rows() == right.rows(), operation);
     require(left.cols() == right.cols(), operation);
+    if (left.isPlain() && right.isPlain()) {
+        forColumns(left, right,
+                   [](double* target, const double* element, std::ptrdiff_t targetStep, std::ptrdiff_t elementStep,
+                      std::ptrdiff_t length) {
+                       if (targetStep == 1 && elementStep == 1) {
+                           for (std::ptrdiff_t i = 0; i < length; ++i) {
+                               target[i] = summed<Sign>(target[i], element[i]);
+                           }
+                           return;
+                       }
+                       for (std::ptrdiff_t i = 0; i < length; ++i) {
+                           target[i * targetStep] = summed<Sign>(target[i * targetStep], element[i * elementStep]);
+                       }
+                   });
+        return;
+    }
     auto target = left.begin();
     for (auto element = right.begin(); !element.finished() && !target.finished(); ++element, ++target) {
-        *target += factor * *element;
+        *target = summed<Sign>(*target, *element);
+    }
+}
+
+/// left + Sign * right. Of plain matrices the sum goes straight into the result; the result has one column after the
+/// other, so that columns of both operands that do too are one loop.
+template <int Sign>
+MatrixSoft<double> sumOf(const BasicMatrix<double>& left, const BasicMatrix<double>& right, const char* operation) {
+    const int rowCount = left.rows();
+    const int colCount = left.cols();
+    require(rowCount == right.rows(), operation);
+    require(colCount == right.cols(), operation);
+    if (!left.isPlain() || !right.isPlain()) {
+        Matrix<double> result = compactCopy(left);
+        addMatrices<Sign>(result, right, operation);
+        return result;
+    }
+    Matrix<double> result(rowCount, colCount);
+    const bool joined =
+        !left.transposed && !right.transposed && left.storedRows == rowCount && right.storedRows == rowCount;
+    const std::ptrdiff_t columns = joined ? 1 : colCount;
+    const std::ptrdiff_t length = joined ? std::ptrdiff_t{rowCount} * colCount : rowCount;
+    const std::ptrdiff_t leftStep = stepOf(left);
+    const std::ptrdiff_t rightStep = stepOf(right);
+    double* target = result.array.data;
+    for (std::ptrdiff_t j = 0; j < columns; ++j, target += length) {
+        const double* const a = &left(0, static_cast<int>(j));
+        const double* const b = &right(0, static_cast<int>(j));
+        if (leftStep == 1 && rightStep == 1) {
+            for (std::ptrdiff_t i = 0; i < length; ++i) {
+                target[i] = summed<Sign>(a[i], b[i]);
+            }
+        } else {
+            for (std::ptrdiff_t i = 0; i < length; ++i) {
+                target[i] = summed<Sign>(a[i * leftStep], b[i * rightStep]);
+            }
+        }
+    }
+    return result;
+}
+
+/// Applies work to every element of the view, in walking order.
+template <class Work>
+void forElements(BasicMatrix<double>& matrix, Work work) {
+    if (!matrix.isPlain()) {
+        for (double& element : matrix) {
+            work(element);
+        }
+        return;
+    }
+    for (std::ptrdiff_t j = matrix.colRange.start; j <= matrix.colRange.end; ++j) {
+        double* const column = matrix.array.data + j * matrix.storedRows + matrix.rowRange.start;
+        for (std::ptrdiff_t i = 0; i < matrix.rowRange.size(); ++i) {
+            work(column[i]);
+        }
     }
 }
 
@@ -73,9 +179,7 @@ void inPlace::multiply(BasicVector<double>& left, double factor) {
 }
 
 void inPlace::multiply(BasicMatrix<double>& left, double factor) {
-    for (double& element : left) {
-        element *= factor;
-    }
+    forElements(left, [factor](double& element) { element *= factor; });
 }
 
 void inPlace::divide(BasicVector<double>& left, double divisor) {
@@ -106,11 +210,11 @@ void inPlace::subtract(BasicVector<double>& left, const BasicVector<double>& rig
 }
 
 void inPlace::add(BasicMatrix<double>& left, const BasicMatrix<double>& right) {
-    addMatrices(left, 1.0, right, "Matrix + Matrix");
+    addMatrices<1>(left, right, "Matrix + Matrix");
 }
 
 void inPlace::subtract(BasicMatrix<double>& left, const BasicMatrix<double>& right) {
-    addMatrices(left, -1.0, right, "Matrix - Matrix");
+    addMatrices<-1>(left, right, "Matrix - Matrix");
 }
 
 MatrixSoft<double> operator*(const BasicMatrix<double>& left, const BasicMatrix<double>& right) {
@@ -122,10 +226,16 @@ MatrixSoft<double> operator*(const BasicMatrix<double>& left, const BasicMatrix<
     if (!left.hasUnitStrides() || !right.hasUnitStrides()) {
         return compactCopy(left) * compactCopy(right);
     }
-    Matrix<double> result(left.rows(), right.cols());
-    qormath::lapack::gemm(opOf(left), opOf(right), left.rows(), right.cols(), inner, 1.0, left.numericData(false),
-                          left.storedRows, right.numericData(false), right.storedRows, 0.0, result.numericData(true),
-                          result.storedRows);
+    const int rowCount = left.rows();
+    const int colCount = right.cols();
+    Matrix<double> result(rowCount, colCount);
+    if (isSmall(rowCount) && isSmall(colCount) && isSmall(inner)) {
+        detail::smallProduct(rowCount, colCount, inner, smallOperand(left), smallOperand(right), result.array.data);
+    } else {
+        qormath::lapack::gemm(opOf(left), opOf(right), rowCount, colCount, inner, 1.0, left.numericData(false),
+                              left.storedRows, right.numericData(false), right.storedRows, 0.0,
+                              result.numericData(true), result.storedRows);
+    }
     return result;
 }
 
@@ -160,9 +270,13 @@ VectorSoft<double> operator*(const BasicMatrix<double>& left, const BasicVector<
     if (!left.hasUnitStrides()) {
         return compactCopy(left) * right;
     }
-    Vector<double> result(left.rows());
+    const int rowCount = left.rows();
+    Vector<double> result(rowCount);
     if (inner == 0) {
         result.fill(0.0);
+    } else if (isSmall(rowCount) && isSmall(inner)) {
+        const detail::SmallOperand x{right.numericData(), right.range.stride, 0};
+        detail::smallProduct(rowCount, 1, inner, smallOperand(left), x, result.data);
     } else if (!left.transposed) {
         qormath::lapack::gemv(Op::none, left.rows(), inner, 1.0, left.numericData(false), left.storedRows,
                               blasAddress(right, inner), right.range.stride, 0.0, result.numericData(), 1);
@@ -190,11 +304,11 @@ VectorSoft<double> operator*(const BasicVector<double>& left, double factor) {
 }
 
 MatrixSoft<double> operator+(const BasicMatrix<double>& left, const BasicMatrix<double>& right) {
-    return compactCopy(left) += right;
+    return sumOf<1>(left, right, "Matrix + Matrix");
 }
 
 MatrixSoft<double> operator-(const BasicMatrix<double>& left, const BasicMatrix<double>& right) {
-    return compactCopy(left) -= right;
+    return sumOf<-1>(left, right, "Matrix - Matrix");
 }
 
 VectorSoft<double> operator+(const BasicVector<double>& left, const BasicVector<double>& right) {
@@ -214,9 +328,7 @@ MatrixSoft<double> operator/(const BasicMatrix<double>& left, double divisor) {
         throw xmsg(DivisionByZero, "Matrix / Type");
     }
     Matrix<double> result = compactCopy(left);
-    for (double& element : result) {
-        element /= divisor;
-    }
+    forElements(result, [divisor](double& element) { element /= divisor; });
     return result;
 }
 
@@ -302,9 +414,11 @@ template <>
 MatrixSoft<double> BasicMatrix<double>::scaleColumnsBy(const BasicVector<double>& factors) const {
     require(cols() == factors.size(), "Matrix scaleColumnsBy");
     Matrix<double> result = compactCopy(*this);
+    const int rowCount = result.rows();
     for (int j = 0; j < result.cols(); ++j) {
-        for (int i = 0; i < result.rows(); ++i) {
-            result(i, j) *= factors[j];
+        const double factor = factors[j];
+        for (int i = 0; i < rowCount; ++i) {
+            result(i, j) *= factor;
         }
     }
     return result;

@@ -23,7 +23,7 @@ ComplexOp opOf(const BasicMatrix<Complex>& matrix) {
 }
 
 Matrix<Complex> compactCopy(const BasicMatrix<Complex>& source) {
-    return Matrix<Complex>(Matrix<Complex>(MatrixSoft<Complex>(source)), true);
+    return Matrix<Complex>::copyOf(source);
 }
 
 Complex complexOf(double value) {

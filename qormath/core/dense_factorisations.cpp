@@ -137,7 +137,7 @@ BasicMatrix<double>& BasicMatrix<double>::eigenvalues(Vector<double>& re, Vector
 
 MatrixSoft<double> svdCopy(const BasicMatrix<double>& a, Vector<double>& s, Matrix<double>& v, int maxIterations,
                            bool wantVectors) {
-    Matrix<double> u(Matrix<double>(MatrixSoft<double>(a)), true);
+    Matrix<double> u = Matrix<double>::copyOf(a);
     u.svd(s, v, maxIterations, wantVectors);
     return u;
 }

@@ -17,4 +17,14 @@ QORMATH_API void takeLockWord(std::uint32_t* word) noexcept;
 /// Frees the word, however many times its holder took it; a null word is no lock.
 QORMATH_API void giveLockWord(std::uint32_t* word) noexcept;
 
+/// Under the lock, moves a holder count one step away from zero; a null count stays.
+QORMATH_API void addHolder(std::int32_t* holders, std::uint32_t* lockWord) noexcept;
+
+/// Under the lock, moves a holder count one step towards zero unless that would reach it. True for the last holder, who
+/// keeps the lock: it belongs to the block that the caller takes apart. False, too, for a null count.
+QORMATH_API bool dropHolder(std::int32_t* holders, std::uint32_t* lockWord) noexcept;
+
+/// Frees the count, gives the lock back, and frees its word.
+QORMATH_API void freeHolderWords(std::int32_t* holders, std::uint32_t* lockWord) noexcept;
+
 }  // namespace QorMathLA

@@ -13,6 +13,7 @@
 #include <limits>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include <qormath/core/element_kind.hpp>
 #include <qormath/core/iterators.hpp>
@@ -93,6 +94,13 @@ class QORMATH_API BasicMatrix {
 
     /// True when both ranges have a stride of 1, which row and column views and the numeric routines take for granted.
     bool hasUnitStrides() const { return rowRange.stride == 1 && colRange.stride == 1; }
+
+    /// True when the view has elements, all of which a walk in steps of 1 reaches: where loops over addresses stand for
+    /// walks.
+    bool isPlain() const {
+        return array.data != nullptr && hasUnitStrides() && rowRange.end >= rowRange.start &&
+               colRange.end >= colRange.start;
+    }
 
     /// Sets every element of the view, and thus of the block that it shows.
     void fill(const T& value);
@@ -182,6 +190,16 @@ class QORMATH_API BasicMatrix {
     ~BasicMatrix() = default;
     /// @endcond
 
+    /// Takes the other's place as a holder, with the same view, and leaves the other empty. The kind is not taken.
+    void takeOver(BasicMatrix& other) noexcept {
+        array = std::move(other.array);
+        storedRows = std::exchange(other.storedRows, 0);
+        storedCols = std::exchange(other.storedCols, 0);
+        transposed = std::exchange(other.transposed, false);
+        rowRange = std::exchange(other.rowRange, Range());
+        colRange = std::exchange(other.colRange, Range());
+    }
+
   private:
     std::ptrdiff_t firstPosition() const {
         return static_cast<std::ptrdiff_t>(colRange.start) * storedRows + rowRange.start;
@@ -236,6 +254,20 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
     /// Shares the block.
     Matrix(const MatrixSoft<T>& other) : BasicMatrix<T>(other) {}
 
+    /// Takes the place of a view that is about to go.
+    Matrix(MatrixSoft<T>&& other) noexcept : BasicMatrix<T>() {
+        this->takeOver(other);
+        this->elementKind = other.elementKind;
+    }
+
+    /// A compact copy of any view.
+    static Matrix copyOf(const BasicMatrix<T>& source) {
+        Matrix result;
+        result.copyCompactly(source);
+        result.elementKind = source.elementKind;
+        return result;
+    }
+
     /// For _MKL_Complex16: the elements of a complex matrix, in walking order, in a new compact block.
     template <std::derived_from<BasicMatrix<std::complex<double>>> Source>
     requires std::same_as<T, _MKL_Complex16> Matrix(const Source& source) : Matrix(pairsOf(source)) {}
@@ -261,6 +293,12 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
         const std::int32_t ownKind = this->elementKind;
         BasicMatrix<T>::operator=(other);
         this->elementKind = ownKind;
+        return *this;
+    }
+
+    /// Takes the place of a view that is about to go; keeps the own elementKind.
+    Matrix& operator=(MatrixSoft<T>&& other) noexcept {
+        this->takeOver(other);
         return *this;
     }
 
@@ -313,6 +351,12 @@ class QORMATH_API MatrixSoft : public BasicMatrix<T> {
     /// A further holder of the block, with the same view of it.
     MatrixSoft(const MatrixSoft&) = default;
     MatrixSoft(const Matrix<T>& other) : BasicMatrix<T>(other) {}
+
+    /// Takes the place of a matrix that is about to go, as the local one that a function returns.
+    MatrixSoft(Matrix<T>&& other) noexcept : BasicMatrix<T>() {
+        this->takeOver(other);
+        this->elementKind = other.elementKind;
+    }
     explicit MatrixSoft(const BasicMatrix<T>& other) : BasicMatrix<T>(other) {}
     ///@}
 
@@ -407,8 +451,14 @@ MatrixSoft<T> BasicMatrix<T>::transpose() const {
 
 template <class T>
 void BasicMatrix<T>::fill(const T& value) {
-    for (T& element : *this) {
-        element = value;
+    if (!isPlain()) {
+        for (T& element : *this) {
+            element = value;
+        }
+        return;
+    }
+    for (std::ptrdiff_t j = colRange.start; j <= colRange.end; ++j) {
+        std::fill_n(array.data + j * storedRows + rowRange.start, rowRange.size(), value);
     }
 }
 
@@ -467,7 +517,28 @@ void Matrix<T>::transposeInPlace() {
 
 template <class T>
 void MatrixSoft<T>::assignElements(const BasicMatrix<T>& source) {
-    detail::writeWalk(this->begin(), source.begin());
+    if (!this->isPlain() || !source.isPlain() || this->rows() != source.rows() || this->cols() != source.cols()) {
+        detail::writeWalk(this->begin(), source.begin());
+        return;
+    }
+    // In walking order too: the two views may overlap.
+    const int rowCount = this->rows();
+    const int colCount = this->cols();
+    const std::ptrdiff_t targetStep = this->transposed ? this->storedRows : 1;
+    const std::ptrdiff_t sourceStep = source.transposed ? source.storedRows : 1;
+    for (int j = 0; j < colCount; ++j) {
+        T* const target = &(*this)(0, j);
+        const T* const element = &source(0, j);
+        if (targetStep == 1 && sourceStep == 1) {
+            for (std::ptrdiff_t i = 0; i < rowCount; ++i) {
+                target[i] = element[i];
+            }
+        } else {
+            for (std::ptrdiff_t i = 0; i < rowCount; ++i) {
+                target[i * targetStep] = element[i * sourceStep];
+            }
+        }
+    }
 }
 
 /// @cond what is described with the templates

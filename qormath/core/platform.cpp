@@ -8,7 +8,8 @@ namespace QorMathLA {
 
 namespace {
 
-thread_local std::uint32_t cachedThreadId = 0;
+// In the static part of the thread's storage, for a lookup by name would cost more than the lock that it is read for.
+[[gnu::tls_model("initial-exec")]] thread_local std::uint32_t cachedThreadId = 0;
 
 // The thread that called fork() goes on in the child under a new identifier. Its old one belongs to the parent's
 // thread, and the system may give it to a later thread of the child.

@@ -27,8 +27,10 @@ class Range {
         if ((end < start && stride > 0) || (end > start && stride < 0)) {
             return 0;
         }
-        // In 64 bits: the difference of two 32-bit indices may not fit 32 bits.
-        return static_cast<std::int32_t>((std::int64_t{end} - start) / stride + 1);
+        // In 64 bits: the difference of two 32-bit indices may not fit 32 bits. Nearly every stride is 1, and a
+        // division costs more than the rest of a view.
+        const std::int64_t last = std::int64_t{end} - start;
+        return static_cast<std::int32_t>((stride == 1 ? last : last / stride) + 1);
     }
 
     std::int32_t start = 0;   ///< first index, inclusive

@@ -73,10 +73,18 @@ class QORMATH_API SharedArray {
     }
 
     /// Takes the block's lock word, which guards the count of its holders.
-    void lock() const noexcept { takeLockWord(lockWord); }
+    void lock() const noexcept {
+        if (lockWord != nullptr) {
+            takeLockWord(lockWord);
+        }
+    }
 
     /// Frees the block's lock word.
-    void unlock() const noexcept { giveLockWord(lockWord); }
+    void unlock() const noexcept {
+        if (lockWord != nullptr) {
+            giveLockWord(lockWord);
+        }
+    }
 
     std::int32_t count = 0;             ///< elements in the whole block; may be stale where data is null
     T* data = nullptr;                  ///< first element, or null
@@ -130,42 +138,36 @@ void SharedArray<T>::shareFrom(const SharedArray& other) noexcept {
         return;
     }
     release();
-    other.lock();
-    lockWord = other.lockWord;
-    count = other.count;
-    data = other.data;
-    refCount = other.refCount;
-    if (count > 0 && data != nullptr) {
-        if (refCount != nullptr) {
-            *refCount += *refCount < 0 ? -1 : 1;
+    if (other.count > 0 && other.data != nullptr) {
+        lockWord = other.lockWord;
+        count = other.count;
+        data = other.data;
+        refCount = other.refCount;
+        if (lockWord != nullptr || refCount != nullptr) {
+            addHolder(refCount, lockWord);
         }
     } else {
+        other.lock();
         lockWord = nullptr;
         count = 0;
         data = nullptr;
         refCount = nullptr;
+        other.unlock();
     }
-    other.unlock();
 }
 
 template <class T>
 void SharedArray<T>::release() noexcept {
-    lock();
     if (refCount == nullptr) {
+        lock();
         unlock();
         return;
     }
-    const std::int32_t holders = *refCount;
-    if (holders > 1 || holders < -1) {
-        *refCount += holders < 0 ? 1 : -1;
-        unlock();
-    } else {
-        if (holders >= 0) {
+    if (dropHolder(refCount, lockWord)) {
+        if (*refCount >= 0) {
             delete[] data;
         }
-        delete refCount;
-        unlock();
-        delete lockWord;
+        freeHolderWords(refCount, lockWord);
     }
     data = nullptr;
     refCount = nullptr;

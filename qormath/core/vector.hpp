@@ -95,6 +95,13 @@ class QORMATH_API BasicVector : public SharedArray<T> {
     ~BasicVector() = default;
     /// @endcond
 
+    /// Takes the other's place as a holder, with the same view, and leaves the other empty. The kind is not taken.
+    void takeOver(BasicVector& other) noexcept {
+        SharedArray<T>::operator=(std::move(static_cast<SharedArray<T>&>(other)));
+        range = other.range;
+        other.range = Range();
+    }
+
     /// Writes the elements of source into those shown here, until the shorter of the two ends.
     void assignElements(const BasicVector& source);
 
@@ -139,6 +146,12 @@ class QORMATH_API Vector : public BasicVector<T> {
     /// Shares the block.
     Vector(const VectorSoft<T>& other) : BasicVector<T>(other) {}
 
+    /// Takes the place of a view that is about to go.
+    Vector(VectorSoft<T>&& other) noexcept : BasicVector<T>() {
+        this->takeOver(other);
+        this->elementKind = other.elementKind;
+    }
+
     /// For _MKL_Complex16: the elements of a complex vector, in index order, in a new compact block.
     template <std::derived_from<BasicVector<std::complex<double>>> Source>
     requires std::same_as<T, _MKL_Complex16> Vector(const Source& source) : Vector(pairsOf(source)) {}
@@ -166,10 +179,24 @@ class QORMATH_API Vector : public BasicVector<T> {
         return *this;
     }
 
+    /// Takes the place of a view that is about to go; keeps the own elementKind.
+    Vector& operator=(VectorSoft<T>&& other) noexcept {
+        this->takeOver(other);
+        return *this;
+    }
+
     /// Sets every element of the view.
     Vector& operator=(const T& value) {
         this->fill(value);
         return *this;
+    }
+
+    /// A compact copy of any view.
+    static Vector copyOf(const BasicVector<T>& source) {
+        Vector result;
+        result.copyCompactly(source);
+        result.elementKind = source.elementKind;
+        return result;
     }
 
   private:
@@ -191,6 +218,12 @@ class QORMATH_API VectorSoft : public BasicVector<T> {
     /// A further holder of the block, with the same view of it.
     VectorSoft(const VectorSoft&) = default;
     VectorSoft(const Vector<T>& other) : BasicVector<T>(other) {}
+
+    /// Takes the place of a vector that is about to go, as the local one that a function returns.
+    VectorSoft(Vector<T>&& other) noexcept : BasicVector<T>() {
+        this->takeOver(other);
+        this->elementKind = other.elementKind;
+    }
     explicit VectorSoft(const BasicVector<T>& other) : BasicVector<T>(other) {}
     ///@}
 

@@ -92,4 +92,24 @@ TEST(Allocations, OfAMovedMatrixAreNone) {
     EXPECT_EQ(b(3, 3), 1.0);
 }
 
+TEST(Allocations, OfAResultThatTakesTheBlockOfALocalMatrixAreNone) {
+    Matrix<double> a = filled(4, 4, 1.0);
+    const double* const elements = a.array.data;
+    const AllocationCounter counter;
+    MatrixSoft<double> soft(std::move(a));
+    EXPECT_EQ(a.rows(), 0);
+    EXPECT_EQ(a.array.data, nullptr);
+    EXPECT_EQ(*soft.array.refCount, 1);
+    const Matrix<double> b(std::move(soft));
+    EXPECT_EQ(soft.cols(), 0);
+    EXPECT_EQ(*b.array.refCount, 1);
+    EXPECT_EQ(b.array.data, elements);
+    Vector<double> v = b.column(0).filled(2.0);
+    EXPECT_EQ(*v.refCount, 1);
+    v = VectorSoft<double>(std::move(v));
+    EXPECT_EQ(*v.refCount, 1);
+    EXPECT_EQ(v[3], 2.0);
+    EXPECT_EQ(counter.count(), 3);  // of the vector
+}
+
 }  // namespace
