@@ -1,8 +1,9 @@
 #include <cstdint>
+#include <deque>
 #include <limits>
+#include <new>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <qormath/models/detail/fir_record.hpp>
 #include <qormath/models/detail/fir_scan.hpp>
@@ -37,26 +38,47 @@ class OpenFile {
 struct StoredCurve {
     int output = 0;
     int input = 0;
-    std::size_t offset = 0;
-    double gain = 0.0;
+    Vector<double> values;
 };
 
-// The curves of a file that are not all zero. They are collected as they come: arrays for all pairs would have the
+// The last coefficient comes from the gain, which has more digits in the file than the curve.
+Vector<double> makeCurve(const FIRScannedCurve& scanned, bool isRamp) {
+    const int count = static_cast<int>(scanned.values.size());
+    Vector<double> curve(count + 1);
+    double* const elements = curve.numericData();
+    elements[0] = 0.0;
+    for (int k = 1; k < count; ++k) {
+        elements[k] = firRound7(static_cast<double>(scanned.values[static_cast<std::size_t>(k - 1)]));
+    }
+    elements[count] = isRamp ? scanned.gain + elements[count - 1] : scanned.gain;
+    return curve;
+}
+
+// The curves of a file that are not all zero. They are collected as they come: a table of all pairs would have the
 // size that the file claims, not the size that it has.
-struct StoredCurves {
-    std::vector<StoredCurve> curves;
-    std::vector<float> data;
-};
+using StoredCurves = std::deque<StoredCurve>;
 
 int readStoredCurves(FIRFileHandle& handle, StoredCurves& stored) {
-    return scanBlocks(handle, [&](const FIRScannedCurve& curve) {
+    bool exhausted = false;
+    const int status = scanBlocks(handle, [&](const FIRScannedCurve& curve) {
         if (promisedValues(handle, curve) < curve.values.size()) {
             return FIR_COUNT_MISMATCH;
         }
-        stored.curves.push_back({curve.output, curve.input, stored.data.size(), curve.gain});
-        stored.data.insert(stored.data.end(), curve.values.begin(), curve.values.end());
+        if (handle.coefficientCount == std::numeric_limits<int>::max()) {
+            return FIR_DATA_ERROR;  // no vector has room for the element before the first coefficient
+        }
+        try {
+            stored.push_back({curve.output, curve.input, makeCurve(curve, handle.rampValues[curve.output] > 0)});
+        } catch (const std::bad_alloc&) {
+            exhausted = true;
+            return FIR_NO_MEMORY;
+        }
         return FIR_OK;
     });
+    if (exhausted) {
+        throw std::bad_alloc();  // the scan reports its own by a status, the model its own by this
+    }
+    return status;
 }
 
 bool readInputs(FIRFileHandle& handle, LTIFIRModel& model) {
@@ -85,17 +107,6 @@ bool readOutputs(FIRFileHandle& handle, LTIFIRModel& model) {
         model.rampFlags[j] = ramp > 0;
     }
     return true;
-}
-
-// The last coefficient comes from the gain, which has more digits in the file than the curve.
-Vector<double> makeCurve(const float* data, int count, double gain, bool isRamp) {
-    Vector<double> curve(count + 1);
-    curve[0] = 0.0;
-    for (int k = 1; k < count; ++k) {
-        curve[k] = firRound7(static_cast<double>(data[k - 1]));
-    }
-    curve[count] = isRamp ? gain + curve[count - 1] : gain;
-    return curve;
 }
 
 // The sizes of the data lines, as five numbers stand on a line, and of what a realisation is used with.
@@ -141,14 +152,12 @@ bool LTIFIRModel::ReadModel(char* fileName) {
         return false;
     }
     // What fits a file need not fit the containers, whose sizes are ints.
-    constexpr int most = std::numeric_limits<int>::max();
-    if (std::int64_t{inputs} * outputs > most || coefficientCount == most) {
+    if (std::int64_t{inputs} * outputs > std::numeric_limits<int>::max()) {
         return false;
     }
     coefficients = Matrix<Vector<double>>(inputs, outputs);
-    for (const StoredCurve& curve : stored.curves) {
-        coefficients(curve.input, curve.output) =
-            makeCurve(stored.data.data() + curve.offset, coefficientCount, curve.gain, rampFlags[curve.output]);
+    for (StoredCurve& curve : stored) {
+        coefficients(curve.input, curve.output) = std::move(curve.values);
     }
     return true;
 }

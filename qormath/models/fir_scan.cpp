@@ -126,6 +126,12 @@ int BlockScan::readValues() {
         if (k + firValuesPerLine > values.size()) {
             values.resize(k + firValuesPerLine);
         }
+        // Nearly every line stands in the columns that are written, and needs no search for its end.
+        const char* const text = reader.peek(firDataLineLength + 1);
+        if (text != nullptr && parseFixedDataLine(text, values.data() + k)) {
+            reader.pass(firDataLineLength + 1);
+            continue;
+        }
         if (!reader.next(line) || !parseDataLine(line, values.data() + k)) {
             return FIR_DATA_ERROR;
         }

@@ -36,6 +36,13 @@ bool LineReader::take(std::string_view& line) {
     return true;
 }
 
+const char* LineReader::peek(std::size_t length) {
+    if (last - first < longestLine && !exhausted) {
+        refill();
+    }
+    return last - first < length ? nullptr : buffer.data() + first;
+}
+
 bool LineReader::next(std::string_view& line) {
     if (!take(line)) {
         return false;

@@ -1,8 +1,5 @@
-#include <cmath>
-#include <vector>
-
 #include <qormath/core/arithmetic.hpp>
-#include <qormath/lapack/lapack.hpp>
+#include <qormath/models/detail/regular_solve.hpp>
 #include <qormath/models/detail/shapes.hpp>
 #include <qormath/models/lti_state_space_model.hpp>
 
@@ -14,11 +11,6 @@ using QorMathLA::Vector;
 using QorMathLA::zeroMatrix;
 
 namespace {
-
-constexpr int eigenvalueIterations = 30;
-
-// Poles closer to the stability limit than this many machine precisions have no steady state to compute.
-constexpr double limitTolerance = 100.0;
 
 /// [topLeft, topRight; 0, bottomRight], with square diagonal blocks.
 Matrix<double> blockUpperTriangular(const Matrix<double>& topLeft, const Matrix<double>& topRight,
@@ -32,47 +24,10 @@ Matrix<double> blockUpperTriangular(const Matrix<double>& topLeft, const Matrix<
     return result;
 }
 
-/// Throws if an eigenvalue of the matrix is zero up to rounding.
-void requireNoZeroEigenvalue(const Matrix<double>& matrix) {
-    Matrix<double> work(matrix);
-    Vector<double> re;
-    Vector<double> im;
-    work.eigenvalues(re, im, eigenvalueIterations);
-    const double tolerance = limitTolerance * qormath::lapack::machineEpsilon();
-    for (int i = 0; i < re.size(); ++i) {
-        if (tolerance > std::sqrt(re[i] * re[i] + im[i] * im[i])) {
-            throw -1;
-        }
-    }
-}
-
-// A matrix better conditioned than this has no singular value near the cut-off of the pseudo-inverse, 2^-52 of the
-// largest, so that the pseudo-inverse is the inverse.
-constexpr double leastReciprocalCondition = 1e-10;
-
-/// matrix^+ b. Where the matrix is clearly regular, as that of a model with a steady state is but for rare cases, a
-/// factorisation gives it at a tenth of the cost of the singular values, and at least as exactly.
-Matrix<double> pseudoSolve(const Matrix<double>& matrix, const Matrix<double>& b) {
-    const int n = matrix.rows();
-    Matrix<double> lu(matrix);
-    if (matrix.cols() == n && b.rows() == n) {
-        std::vector<int> pivots(static_cast<std::size_t>(n));
-        std::vector<int> integerWork(static_cast<std::size_t>(n));
-        std::vector<double> work(4 * static_cast<std::size_t>(n));
-        const double norm = qormath::lapack::lange1(n, n, lu.numericData(true), n);
-        double reciprocal = 0.0;
-        if (qormath::lapack::getrf(n, n, lu.numericData(true), n, pivots.data()) == 0 &&
-            qormath::lapack::gecon(n, lu.numericData(true), n, norm, reciprocal, work.data(), integerWork.data()) ==
-                0 &&
-            reciprocal > leastReciprocalCondition) {
-            Matrix<double> x(b);
-            qormath::lapack::getrs(qormath::lapack::Op::none, n, x.cols(), lu.numericData(true), n, pivots.data(),
-                                   x.numericData(true), n);
-            return x;
-        }
-    }
-    constexpr double defaultTolerance = -1.0;
-    return product(pseudoInverse(matrix, defaultTolerance), b);
+/// matrix^+ b, and the int -1 if the matrix has an eigenvalue that is zero up to rounding.
+Matrix<double> steadyState(const Matrix<double>& matrix, const Matrix<double>& b) {
+    Matrix<double> x;
+    return qormath::models::solveClearlyRegular(matrix, b, x) ? x : qormath::models::solveByPseudoInverse(matrix, b);
 }
 
 }  // namespace
@@ -162,10 +117,7 @@ Matrix<double> LTIStateSpaceModel::gain() {
         return Matrix<double>(D);
     }
     if (sysType == continuousSystem) {
-        requireNoZeroEigenvalue(A);
-        return D - C * pseudoSolve(A, B);
+        return D - C * steadyState(A, B);
     }
-    const Matrix<double> distance = A.identity() - A;
-    requireNoZeroEigenvalue(distance);
-    return D + C * pseudoSolve(distance, B);
+    return D + C * steadyState(A.identity() - A, B);
 }

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <system_error>
 
@@ -64,6 +65,33 @@ bool narrow(double value, float& result) {
     }
     result = static_cast<float>(value);
     return true;
+}
+
+constexpr std::uint64_t everyByte(std::uint64_t byte) {
+    return byte * 0x0101010101010101U;
+}
+
+// Eight characters in one word, the first in the lowest byte.
+std::uint64_t loadEight(const char* text) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text, sizeof word);
+    return word;
+}
+
+bool areDigits(std::uint64_t word) {
+    // The upper half of each byte is 3, also after six is added to the lower one.
+    constexpr std::uint64_t upper = everyByte(0xf0);
+    return ((word & upper) | (((word + everyByte(6)) & upper) >> 4)) == everyByte(0x33);
+}
+
+// Eight digits in one word become pairs, then, in two multiplications, their sum.
+std::uint64_t numberOf(std::uint64_t word) {
+    word -= everyByte('0');
+    word = word * 10 + (word >> 8);
+    constexpr std::uint64_t everyFourth = 0x000000ff000000ffU;
+    constexpr std::uint64_t firstAndThird = 100 + (std::uint64_t{1000000} << 32);
+    constexpr std::uint64_t secondAndFourth = 1 + (std::uint64_t{10000} << 32);
+    return ((word & everyFourth) * firstAndThird + ((word >> 16) & everyFourth) * secondAndFourth) >> 32;
 }
 
 // The ordinary spelling in one pass: digits, perhaps with a point, perhaps an exponent. Gives null, and the caller
@@ -271,6 +299,39 @@ bool Scanner::scanReal(Real& value) {
         }
         magnitude = std::numeric_limits<Real>::infinity();
     } else if (!convert(takeNumberText(position, end), magnitude)) {
+        return false;
+    }
+    value = negative ? -magnitude : magnitude;
+    return true;
+}
+
+bool readFixedColumn(const char* column, float& value) {
+    if constexpr (std::endian::native != std::endian::little) {
+        return false;
+    }
+    // "  -d.dddddde-dd", with a blank for the sign of a positive number.
+    const std::uint64_t mantissa = loadEight(column + 3);
+    // The point makes room for the first digit, and a zero comes before it.
+    const std::uint64_t digits = (mantissa & ~std::uint64_t{0xffff}) | ((mantissa & 0xff) << 8) | '0';
+    const bool negative = column[2] == '-';
+    const char exponentSign = column[12];
+    const bool fits = column[0] == ' ' && column[1] == ' ' && (negative || column[2] == ' ') &&
+                      ((mantissa >> 8) & 0xff) == '.' && areDigits(digits) && lower(column[11]) == 'e' &&
+                      (exponentSign == '-' || exponentSign == '+') && isDigit(column[13]) && isDigit(column[14]);
+    if (!fits) {
+        return false;
+    }
+    constexpr int decimals = 6;
+    const int given = (column[13] - '0') * 10 + (column[14] - '0');
+    const int exponent = (exponentSign == '-' ? -given : given) - decimals;
+    if (exponent < -largestExactPower || exponent > largestExactPower) {
+        return false;
+    }
+    const auto number = static_cast<double>(static_cast<std::int64_t>(numberOf(digits)));
+    const double scaled = exponent < 0 ? number / exactPowers[static_cast<std::size_t>(-exponent)]
+                                       : number * exactPowers[static_cast<std::size_t>(exponent)];
+    float magnitude = 0.0F;
+    if (!narrow(scaled, magnitude)) {
         return false;
     }
     value = negative ? -magnitude : magnitude;

@@ -466,3 +466,98 @@ TEST(Scanner, LooksAtNoLocale) {
     ASSERT_TRUE(Scanner("1.234").integer(integer));
     EXPECT_EQ(integer, 1);
 }
+
+namespace {
+
+/// Five columns, of random numbers in the range of a float and beyond.
+std::string writtenDataLine(std::mt19937_64& generator, int leastExponent, int greatestExponent) {
+    std::string line;
+    for (int k = 0; k < firValuesPerLine; ++k) {
+        const auto span = static_cast<std::uint64_t>(greatestExponent - leastExponent + 1);
+        const int exponent = leastExponent + static_cast<int>(generator() % span);
+        const double mantissa = static_cast<double>(generator() >> 11) * 0x1p-53 * 18.0 - 9.0;
+        std::array<char, 32> column{};
+        std::snprintf(column.data(), column.size(), "%15.6e", mantissa * std::pow(10.0, exponent));
+        line += column.data();
+    }
+    return line + '\n';
+}
+
+/// What the fixed columns read is what sscanf reads from the line.
+void expectFixedLineLikePlain(const std::string& line, int& taken) {
+    std::array<float, firValuesPerLine> values{};
+    if (!parseFixedDataLine(line.c_str(), values.data())) {
+        return;
+    }
+    ++taken;
+    std::array<float, firValuesPerLine> expected{};
+    ASSERT_EQ(std::sscanf(line.c_str(), "%f %f %f %f %f", &expected[0], &expected[1], &expected[2], &expected[3],
+                          &expected[4]),
+              firValuesPerLine)
+        << line;
+    for (std::size_t k = 0; k < values.size(); ++k) {
+        ASSERT_EQ(std::bit_cast<std::uint32_t>(values[k]), std::bit_cast<std::uint32_t>(expected[k])) << line;
+    }
+}
+
+}  // namespace
+
+TEST(FixedColumns, OfWrittenLinesReadLikeScanf) {
+    std::mt19937_64 generator(11);
+    int taken = 0;
+    constexpr int lines = 20000;
+    for (int k = 0; k < lines; ++k) {
+        expectFixedLineLikePlain(writtenDataLine(generator, -9, 5), taken);
+    }
+    // A text in the middle of two floats is left to the exact conversion. Below 2^24, seven digits rarely are.
+    EXPECT_GT(taken, lines - lines / 20);
+}
+
+TEST(FixedColumns, OfZerosKeepTheirSigns) {
+    int taken = 0;
+    expectFixedLineLikePlain("   0.000000e+00  -0.000000e+00   0.000000e+00   0.000000e+00  -0.000000e+00\n", taken);
+    EXPECT_EQ(taken, 1);
+}
+
+TEST(FixedColumns, OfAnyExponentReadLikeScanfOrAreLeftToIt) {
+    std::mt19937_64 generator(12);
+    int taken = 0;
+    for (int k = 0; k < 20000; ++k) {
+        expectFixedLineLikePlain(writtenDataLine(generator, -320, 300), taken);
+        expectFixedLineLikePlain(writtenDataLine(generator, -45, 45), taken);
+    }
+    EXPECT_GT(taken, 0);
+}
+
+// One character anywhere replaced by any other: the line is refused, or still reads as scanf reads it.
+TEST(FixedColumns, OfDamagedLinesReadLikeScanfOrAreLeftToIt) {
+    std::mt19937_64 generator(13);
+    int taken = 0;
+    for (int round = 0; round < 4; ++round) {
+        const std::string line = writtenDataLine(generator, -9, 9);
+        for (std::size_t position = 0; position < line.size(); ++position) {
+            for (int c = 1; c < 256; ++c) {
+                std::string damaged = line;
+                damaged[position] = static_cast<char>(c);
+                expectFixedLineLikePlain(damaged, taken);
+            }
+            std::string cut = line;
+            cut[position] = '\0';
+            std::array<float, firValuesPerLine> values{};
+            EXPECT_FALSE(parseFixedDataLine(cut.c_str(), values.data())) << position;
+        }
+    }
+    EXPECT_GT(taken, 0);
+}
+
+TEST(FixedColumns, LeaveOtherSpellingsToTheScanner) {
+    float value = 7.0F;
+    for (const char* column :
+         {"       nan     ", "  +1.000000e+00", "   1.000000e+0 ", "  1.0000000e+00", "   1,000000e+00",
+          "   1.000000f+00", "   1.000000e 00", "1.00000000e+00 ", "   1.000000e+99"}) {
+        EXPECT_FALSE(readFixedColumn(column, value)) << column;
+        EXPECT_EQ(value, 7.0F);
+    }
+    EXPECT_TRUE(readFixedColumn("  -1.250000E-01", value));
+    EXPECT_EQ(value, -0.125F);
+}

@@ -42,4 +42,11 @@ bool parseDataLine(std::string_view line, float* values);
 
 inline constexpr int firValuesPerLine = 5;
 
+/// The length of a data line as it is written, without its newline.
+inline constexpr int firDataLineLength = 75;
+
+/// A data line in the very columns that are written: firDataLineLength characters and a newline. False, and values is
+/// undetermined, for any other text. What it reads, parseDataLine would read alike.
+bool parseFixedDataLine(const char* text, float* values);
+
 }  // namespace qormath::models

@@ -20,6 +20,12 @@ class LineReader {
     /// The next line with its newline, valid until the next call. False at the end of the file.
     bool next(std::string_view& line);
 
+    /// The next `length` characters, at most 255, without taking them; null where the file ends before.
+    const char* peek(std::size_t length);
+
+    /// Takes characters that peek has shown.
+    void pass(std::size_t length) { first += length; }
+
     /// Passes over `count` lines; a count below 1 is none. False where the file ends before.
     bool skip(std::int64_t count);
 
