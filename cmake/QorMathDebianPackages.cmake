@@ -57,8 +57,13 @@ This package has the shared library that programs need to run.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqormath-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-# The static library leaves BLAS and LAPACK to the link line of its user.
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "liblapacke-dev, libopenblas-dev | libblas-dev")
+# The static library leaves BLAS and LAPACK to the link line of its user, and its CMake files look for the BLAS that it
+# was built with. An alternative would be satisfied by the plain one, which LAPACK's own package brings.
+if(BLA_VENDOR STREQUAL "OpenBLAS")
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "liblapacke-dev, libopenblas-dev")
+else()
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "liblapacke-dev, liblapack-dev, libblas-dev")
+endif()
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "models of multivariable process control, development files
 ${in_common}
 This package has the headers, the static library and the files for CMake and
