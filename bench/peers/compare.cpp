@@ -111,6 +111,9 @@ std::vector<Row> allRows() {
     addReductionRows(rows);
     addDecompositionRows(rows);
     addConversionRows(rows);
+    addRoadRows(rows);
+    addCoreRows(rows);
+    addFileRows(rows);
     addFixedRows(rows);
     return rows;
 }

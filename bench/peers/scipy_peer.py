@@ -77,6 +77,42 @@ def zero_order_hold(a, b, c, d, t):
     return list(discrete[:4])
 
 
+@operation
+def realisation(table, channels, block_rows):
+    """The curves of all pairs, inputs outside, to a model through the Gram matrix of the block Hankel matrix."""
+    p = m = int(channels[0, 0])
+    rows = int(block_rows[0, 0])
+    curves = table.reshape((m, p, -1)).transpose(1, 0, 2)  # outputs, inputs, samples
+    peaks = np.abs(curves).max(axis=(1, 2))
+    pulses = np.diff(curves, axis=2, prepend=0.0) / peaks[:, None, None]
+    wide = np.ascontiguousarray(pulses.transpose(0, 2, 1)).reshape((p, -1))  # blocks side by side
+    terms = curves.shape[2] - rows
+    hankel = np.empty(((rows + 1) * p, terms * m))
+    for block in range(rows + 1):
+        hankel[block * p : (block + 1) * p] = wide[:, block * m : (block + terms) * m]
+    upper = hankel[: rows * p]
+    values, vectors = np.linalg.eigh(upper @ upper.T)
+    kept = int(np.count_nonzero(values >= 1e-5 * values[-1])) + 1
+    roots = np.sqrt(values[-kept:])
+    vectors = np.ascontiguousarray(vectors[:, -kept:])
+    a = vectors.T @ (hankel[p:] @ (upper.T @ vectors)) / roots[:, None] / roots
+    b = vectors.T @ upper[:, :m] / roots[:, None]
+    c = peaks[:, None] * vectors[:p] * roots
+    return [a, b, c, np.zeros((p, m))]
+
+
+@operation
+def simulation(a, b, c, d, samples):
+    """All inputs side by side: the fastest loop."""
+    count = int(samples[0, 0])
+    responses = np.empty((count, c.shape[0], b.shape[1]))
+    states = np.zeros(b.shape)
+    for k in range(count):
+        states = a @ states + b
+        responses[k] = c @ states + d
+    return [responses.transpose(2, 1, 0).reshape((-1, count))]
+
+
 def read_matrices(name):
     with open(name, "rb") as file:
         count = np.fromfile(file, np.int64, 1)[0]
