@@ -197,7 +197,8 @@ class QORMATH_API QorMathControl {
     /// The iteration makes at most 30 steps and ends when the largest element of the residual is below 1e-15 times
     /// that of x, or times 1 if that is larger. It returns its last x, or its first if the last residual is larger than
     /// the first; it does not report that it has not converged. From a start whose closed loop is not stable it may
-    /// find another solution, or none.
+    /// find another solution, or none. Where q, r and its start are symmetric to the bit, so are its residuals and
+    /// iterates.
     ///
     /// Throws the int -1 if a step fails, as at a closed loop with two eigenvalues of sum 0; xmsg 9 for a transposed
     /// operand of the direct solution, xmsg 5 for shapes that do not fit (int -1 from riccatiSchur), xmsg 11 for NaN

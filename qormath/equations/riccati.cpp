@@ -75,6 +75,15 @@ bool isSame(const Matrix<double>& left, const Matrix<double>& right) {
     return true;
 }
 
+bool isSymmetric(const Matrix<double>& matrix) {
+    return matrix.rows() == matrix.cols() && isSame(matrix, matrix.transpose());
+}
+
+/// The nearest symmetric matrix.
+Matrix<double> symmetricPart(const Matrix<double>& matrix) {
+    return (matrix + matrix.transpose()) * 0.5;
+}
+
 bool isFinite(const Matrix<double>& matrix) {
     return std::ranges::all_of(matrix, [](double value) { return std::isfinite(value); });
 }
@@ -128,16 +137,21 @@ void QorMathControl::ContinuousRiccati(Matrix<double>& x, const Matrix<double>& 
     const Matrix<double> saved(x, true);
     const Matrix<double> weight = pseudoInverse(r, defaultTolerance);
     const Matrix<double> weightedB = product(b, weight);
+    // Iterates of symmetric data are symmetric but for rounding. What rounding adds beside that is no error that the
+    // steps take away: where the closed loop is slow they multiply it, and it can carry the iteration off.
+    const bool keepSymmetry = isSymmetric(q) && isSymmetric(r) && isSymmetric(x);
     double first = 0.0;
     for (int k = 0;; ++k) {
         const Matrix<double> g = s + product(x, b);
         const Matrix<double> linear = q + product(a.transpose(), x) + product(x, a);
-        const Matrix<double> residual = linear - product(product(g, weight), g.transpose());
+        const Matrix<double> difference = linear - product(product(g, weight), g.transpose());
+        const Matrix<double> residual = keepSymmetry ? symmetricPart(difference) : difference;
         const Matrix<double> closedLoop = a - product(weightedB, product(b.transpose(), x) + s.transpose());
         Matrix<double> step;
         LyapunovHelper(step, closedLoop, residual, continuousSystem);
         const Matrix<double> before(x, false);
-        x = x + step;
+        const Matrix<double> next = x + step;
+        x = keepSymmetry ? symmetricPart(next) : next;
         const double error = residual.maxAbs();
         if (k == 0) {
             first = error;

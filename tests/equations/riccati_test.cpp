@@ -79,13 +79,15 @@ Iteration continuousIteration(const RiccatiEquation& e, Matrix<double> x) {
     const Matrix<double> saved(x, true);
     run.iterates.push_back(saved);
     const Matrix<double> rp = pseudoInverse(e.r, -1.0);
+    const bool isKeptSymmetric = isSymmetric(e.q) && isSymmetric(e.r) && isSymmetric(x);
+    const auto kept = [&](const Matrix<double>& m) { return isKeptSymmetric ? symmetricPart(m) : m; };
     for (int k = 0;; ++k) {
         const Matrix<double> g = e.s + x * e.b;
-        const Matrix<double> residual = ((e.q + e.a.transpose() * x) + x * e.a) - (g * rp) * g.transpose();
+        const Matrix<double> residual = kept(((e.q + e.a.transpose() * x) + x * e.a) - (g * rp) * g.transpose());
         const Matrix<double> loop = e.a - (e.b * rp) * (e.b.transpose() * x + e.s.transpose());
         Matrix<double> d;
         test_access::LyapunovHelper(d, loop, residual, continuousSystem);
-        x = x + d;
+        x = kept(x + d);
         run.iterates.push_back(x);
         run.errors.push_back(residual.maxAbs());
         if (run.errors.back() / std::max(x.maxAbs(), 1.0) < 1e-15 || k + 1 >= 30) {
@@ -152,6 +154,26 @@ TEST(RiccatiIteration, EndsEarlyOnlyWithTheBitsOfRunningOn) {
                 }
             }
         }
+    }
+}
+
+TEST(RiccatiIteration, OfSymmetricDataInContinuousTimeStaysSymmetric) {
+    NormalNumbers numbers(7);
+    for (const int n : {2, 5, 20}) {
+        const RiccatiEquation e = randomEquation(continuousSystem, n, scaledIdentity(2, 1.0), 0.3, numbers);
+        EXPECT_TRUE(isSymmetric(solved(e, symmetricPart(e.x), true, riccatiNewton))) << n;
+    }
+}
+
+TEST(RiccatiIteration, FromAStartThatIsNotSymmetricTakesItsStepsAsTheyCome) {
+    NormalNumbers numbers(8);
+    for (const int n : {2, 5, 20}) {
+        const RiccatiEquation e = randomEquation(continuousSystem, n, scaledIdentity(2, 1.0), 0.3, numbers);
+        Matrix<double> start = symmetricPart(e.x);
+        start(0, 1) += 1e-8;
+        const Iteration expected = continuousIteration(e, start);
+        EXPECT_FALSE(isSymmetric(expected.iterates[1])) << n;
+        EXPECT_TRUE(identical(solved(e, start, true, riccatiNewton), expected.x)) << n;
     }
 }
 

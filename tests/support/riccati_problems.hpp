@@ -179,9 +179,6 @@ inline RiccatiEquation carex26(double eps) {
     p.x = Matrix<double>(v * x0 * v, true);
     p.b = riccati_detail::scaledIdentity(3, 1.0);
     p.r = riccati_detail::scaledIdentity(3, eps);
-    if (eps > 1.0) {
-        p.newtonLoses = riccati_detail::growingAsymmetry;
-    }
     return p;
 }
 
@@ -196,7 +193,6 @@ inline RiccatiEquation carex28(double eps) {
     p.b.fill(1.0);
     p.q.fill(1.0);
     p.r(0, 0) = 1.0;
-    p.newtonLoses = riccati_detail::growingAsymmetry;
     if (eps < 1e-7) {  // they are at about -eps^2 / 2
         p.noSolution = "refused: closed-loop eigenvalues within rounding of the imaginary axis";
     }
