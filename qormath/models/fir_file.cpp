@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 
 #include <qormath/core/detail/bounded_text.hpp>
 #include <qormath/models/detail/fir_header.hpp>
@@ -161,7 +162,7 @@ int firReadCurves(FIRFileHandle* handle, int* offsets, float* data, double* gain
     if (gains != nullptr) {
         std::fill_n(gains, pairs, 0.0);
     }
-    return scanBlocks(*handle, [&](const FIRScannedCurve& curve) {
+    const auto store = [&](const FIRScannedCurve& curve) {
         if (data != nullptr) {
             const std::size_t room = promisedValues(*handle, curve);
             std::copy_n(curve.values.begin(), room, data + curve.offset);
@@ -177,7 +178,9 @@ int firReadCurves(FIRFileHandle* handle, int* offsets, float* data, double* gain
             gains[pair] = curve.gain;
         }
         return FIR_OK;
-    });
+    };
+    // By reference: a copy of it would be an allocation, outside of what turns a failure into a status.
+    return scanBlocks(*handle, std::cref(store));
 }
 
 int firSetProgress(FIRFileHandle* handle, FIRProgressCallback callback) {
