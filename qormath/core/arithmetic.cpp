@@ -116,40 +116,69 @@ void addMatrices(BasicMatrix<double>& left, const BasicMatrix<double>& right, co
     }
 }
 
-/// left + Sign * right. Of plain matrices the sum goes straight into the result; the result has one column after the
-/// other, so that columns of both operands that do too are one loop.
+// The counts of a plain matrix, without the questions that Range::size has to ask: they cost as much as the sum of two
+// matrices of order 4.
+int plainRows(const BasicMatrix<double>& matrix) {
+    const Range& range = matrix.transposed ? matrix.colRange : matrix.rowRange;
+    return range.end - range.start + 1;
+}
+
+int plainCols(const BasicMatrix<double>& matrix) {
+    const Range& range = matrix.transposed ? matrix.rowRange : matrix.colRange;
+    return range.end - range.start + 1;
+}
+
+/// target = left + Sign * right for elements that follow each other; the target is a new block, so that nothing
+/// overlaps it.
 template <int Sign>
-MatrixSoft<double> sumOf(const BasicMatrix<double>& left, const BasicMatrix<double>& right, const char* operation) {
-    const int rowCount = left.rows();
-    const int colCount = left.cols();
-    require(rowCount == right.rows(), operation);
-    require(colCount == right.cols(), operation);
-    if (!left.isPlain() || !right.isPlain()) {
-        Matrix<double> result = compactCopy(left);
-        addMatrices<Sign>(result, right, operation);
+void sumColumn(double* __restrict target, const double* left, const double* right, std::ptrdiff_t length) {
+    for (std::ptrdiff_t i = 0; i < length; ++i) {
+        target[i] = summed<Sign>(left[i], right[i]);
+    }
+}
+
+/// left + Sign * right of two plain matrices of one shape. The sum goes straight into the result, which has one column
+/// after the other, so that columns of both operands that do too are one loop.
+template <int Sign>
+MatrixSoft<double> sumOfPlain(const BasicMatrix<double>& left, const BasicMatrix<double>& right, int rowCount,
+                              int colCount) {
+    MatrixSoft<double> result(rowCount, colCount);
+    double* target = result.array.data;
+    const double* a = left.numericData(false);
+    const double* b = right.numericData(false);
+    const bool untransposed = !left.transposed && !right.transposed;
+    if (untransposed && left.storedRows == rowCount && right.storedRows == rowCount) {
+        sumColumn<Sign>(target, a, b, std::ptrdiff_t{rowCount} * colCount);
         return result;
     }
-    Matrix<double> result(rowCount, colCount);
-    const bool joined =
-        !left.transposed && !right.transposed && left.storedRows == rowCount && right.storedRows == rowCount;
-    const std::ptrdiff_t columns = joined ? 1 : colCount;
-    const std::ptrdiff_t length = joined ? std::ptrdiff_t{rowCount} * colCount : rowCount;
     const std::ptrdiff_t leftStep = stepOf(left);
     const std::ptrdiff_t rightStep = stepOf(right);
-    double* target = result.array.data;
-    for (std::ptrdiff_t j = 0; j < columns; ++j, target += length) {
-        const double* const a = &left(0, static_cast<int>(j));
-        const double* const b = &right(0, static_cast<int>(j));
-        if (leftStep == 1 && rightStep == 1) {
-            for (std::ptrdiff_t i = 0; i < length; ++i) {
-                target[i] = summed<Sign>(a[i], b[i]);
-            }
+    const std::ptrdiff_t leftColumn = left.transposed ? 1 : left.storedRows;
+    const std::ptrdiff_t rightColumn = right.transposed ? 1 : right.storedRows;
+    for (int j = 0; j < colCount; ++j, target += rowCount, a += leftColumn, b += rightColumn) {
+        if (untransposed) {
+            sumColumn<Sign>(target, a, b, rowCount);
         } else {
-            for (std::ptrdiff_t i = 0; i < length; ++i) {
+            for (std::ptrdiff_t i = 0; i < rowCount; ++i) {
                 target[i] = summed<Sign>(a[i * leftStep], b[i * rightStep]);
             }
         }
     }
+    return result;
+}
+
+template <int Sign>
+MatrixSoft<double> sumOf(const BasicMatrix<double>& left, const BasicMatrix<double>& right, const char* operation) {
+    if (left.isPlain() && right.isPlain()) {
+        const int rowCount = plainRows(left);
+        const int colCount = plainCols(left);
+        require(rowCount == plainRows(right) && colCount == plainCols(right), operation);
+        return sumOfPlain<Sign>(left, right, rowCount, colCount);
+    }
+    require(left.rows() == right.rows(), operation);
+    require(left.cols() == right.cols(), operation);
+    Matrix<double> result = compactCopy(left);
+    addMatrices<Sign>(result, right, operation);
     return result;
 }
 
@@ -218,6 +247,14 @@ void inPlace::subtract(BasicMatrix<double>& left, const BasicMatrix<double>& rig
 }
 
 MatrixSoft<double> operator*(const BasicMatrix<double>& left, const BasicMatrix<double>& right) {
+    if (left.isPlain() && right.isPlain() && isSmall(plainRows(left)) && isSmall(plainCols(left)) &&
+        isSmall(plainCols(right))) {
+        require(plainCols(left) == plainRows(right), "Matrix * Matrix");
+        MatrixSoft<double> result(plainRows(left), plainCols(right));
+        detail::smallProduct(plainRows(left), plainCols(right), plainCols(left), smallOperand(left),
+                             smallOperand(right), result.array.data);
+        return result;
+    }
     const int inner = left.cols();
     require(inner == right.rows(), "Matrix * Matrix");
     if (inner == 0) {
@@ -228,14 +265,10 @@ MatrixSoft<double> operator*(const BasicMatrix<double>& left, const BasicMatrix<
     }
     const int rowCount = left.rows();
     const int colCount = right.cols();
-    Matrix<double> result(rowCount, colCount);
-    if (isSmall(rowCount) && isSmall(colCount) && isSmall(inner)) {
-        detail::smallProduct(rowCount, colCount, inner, smallOperand(left), smallOperand(right), result.array.data);
-    } else {
-        qormath::lapack::gemm(opOf(left), opOf(right), rowCount, colCount, inner, 1.0, left.numericData(false),
-                              left.storedRows, right.numericData(false), right.storedRows, 0.0,
-                              result.numericData(true), result.storedRows);
-    }
+    MatrixSoft<double> result(rowCount, colCount);
+    qormath::lapack::gemm(opOf(left), opOf(right), rowCount, colCount, inner, 1.0, left.numericData(false),
+                          left.storedRows, right.numericData(false), right.storedRows, 0.0, result.numericData(true),
+                          result.storedRows);
     return result;
 }
 

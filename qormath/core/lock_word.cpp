@@ -1,9 +1,5 @@
 #include <atomic>
 
-#if __has_include(<sys/single_threaded.h>)
-#include <sys/single_threaded.h>
-#endif
-
 #include <qormath/core/lock_word.hpp>
 #include <qormath/core/platform.hpp>
 
@@ -11,20 +7,7 @@ namespace QorMathLA {
 
 namespace {
 
-// While the process has one thread, nobody can come between a look at the word and a write to it, and the locked
-// instruction, most of the cost of a view, is saved. The C library tells, as it tells the shared pointers of C++.
-bool isAlone() {
-#if __has_include(<sys/single_threaded.h>)
-    return __libc_single_threaded != 0;
-#else
-    return false;
-#endif
-}
-
-// Whether a count may be changed without a write to its lock: nobody holds it, and nobody else could look.
-bool isFreeAndAlone(const std::uint32_t* lockWord) {
-    return isAlone() && (lockWord == nullptr || *lockWord == 0);
-}
+using detail::isFreeAndAlone;
 
 void take(std::uint32_t* word) noexcept {
     const std::uint32_t self = GetCurrentThreadId();

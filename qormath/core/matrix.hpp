@@ -188,6 +188,32 @@ class QORMATH_API BasicMatrix {
     BasicMatrix(const BasicMatrix&) = default;
     BasicMatrix& operator=(const BasicMatrix&) = default;
     ~BasicMatrix() = default;
+
+    // All of a new block, of unset elements or of those at source.
+    BasicMatrix(int rowCount, int colCount, const T* source, bool adopt)
+        : storedRows(rowCount),
+          storedCols(colCount),
+          rowRange(0, rowCount - 1, 1),
+          colRange(0, colCount - 1, 1),
+          elementKind(matrixElementKind<T>()) {
+        // Unsigned, for a product beyond 32 bits wraps around instead of being undefined.
+        const std::uint32_t elements = static_cast<std::uint32_t>(rowCount) * static_cast<std::uint32_t>(colCount);
+        array.initialise(static_cast<std::int32_t>(elements), source, adopt);
+    }
+
+    // In the place of an object that is about to go, which is left empty.
+    struct InPlaceOf {
+        BasicMatrix& other;
+    };
+
+    BasicMatrix(InPlaceOf place) noexcept
+        : storedRows(std::exchange(place.other.storedRows, 0)),
+          storedCols(std::exchange(place.other.storedCols, 0)),
+          transposed(std::exchange(place.other.transposed, false)),
+          rowRange(std::exchange(place.other.rowRange, Range())),
+          colRange(std::exchange(place.other.colRange, Range())),
+          array(std::move(place.other.array)),
+          elementKind(place.other.elementKind) {}
     /// @endcond
 
     /// Takes the other's place as a holder, with the same view, and leaves the other empty. The kind is not taken.
@@ -233,7 +259,8 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
     /// A rowCount by colCount matrix: of the elements at source without a copy if adopt is set and source is not null,
     /// otherwise of copies of them, or of unset elements if source is null. Source is column-major. The product of the
     /// counts has to fit 32 bits.
-    Matrix(int rowCount, int colCount, const T* source = nullptr, bool adopt = false);
+    Matrix(int rowCount, int colCount, const T* source = nullptr, bool adopt = false)
+        : BasicMatrix<T>(rowCount, colCount, source, adopt) {}
 
     /// A compact copy; with deep false a further holder of the block, with the same view of it.
     Matrix(const Matrix& other, bool deep = true) : BasicMatrix<T>() {
@@ -255,10 +282,7 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
     Matrix(const MatrixSoft<T>& other) : BasicMatrix<T>(other) {}
 
     /// Takes the place of a view that is about to go.
-    Matrix(MatrixSoft<T>&& other) noexcept : BasicMatrix<T>() {
-        this->takeOver(other);
-        this->elementKind = other.elementKind;
-    }
+    Matrix(MatrixSoft<T>&& other) noexcept : BasicMatrix<T>(typename BasicMatrix<T>::InPlaceOf{other}) {}
 
     /// A compact copy of any view.
     static Matrix copyOf(const BasicMatrix<T>& source) {
@@ -347,16 +371,16 @@ class QORMATH_API Matrix : public BasicMatrix<T> {
 template <class T>
 class QORMATH_API MatrixSoft : public BasicMatrix<T> {
   public:
+    /// A handle on a new block of rowCount by colCount unset elements, for a function that fills and returns it.
+    MatrixSoft(int rowCount, int colCount) : BasicMatrix<T>(rowCount, colCount, nullptr, false) {}
+
     ///@{
     /// A further holder of the block, with the same view of it.
     MatrixSoft(const MatrixSoft&) = default;
     MatrixSoft(const Matrix<T>& other) : BasicMatrix<T>(other) {}
 
     /// Takes the place of a matrix that is about to go, as the local one that a function returns.
-    MatrixSoft(Matrix<T>&& other) noexcept : BasicMatrix<T>() {
-        this->takeOver(other);
-        this->elementKind = other.elementKind;
-    }
+    MatrixSoft(Matrix<T>&& other) noexcept : BasicMatrix<T>(typename BasicMatrix<T>::InPlaceOf{other}) {}
     explicit MatrixSoft(const BasicMatrix<T>& other) : BasicMatrix<T>(other) {}
     ///@}
 
@@ -460,14 +484,6 @@ void BasicMatrix<T>::fill(const T& value) {
     for (std::ptrdiff_t j = colRange.start; j <= colRange.end; ++j) {
         std::fill_n(array.data + j * storedRows + rowRange.start, rowRange.size(), value);
     }
-}
-
-template <class T>
-Matrix<T>::Matrix(int rowCount, int colCount, const T* source, bool adopt) {
-    // Unsigned, for a product beyond 32 bits wraps around instead of being undefined.
-    const std::uint32_t elements = static_cast<std::uint32_t>(rowCount) * static_cast<std::uint32_t>(colCount);
-    this->array.initialise(static_cast<std::int32_t>(elements), source, adopt);
-    setWhole(rowCount, colCount);
 }
 
 template <class T>

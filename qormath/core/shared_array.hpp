@@ -31,7 +31,7 @@ class QORMATH_API SharedArray {
     SharedArray() noexcept = default;
 
     /// A further holder of the other's block.
-    SharedArray(const SharedArray& other) noexcept { shareFrom(other); }
+    SharedArray(const SharedArray& other) noexcept { hold(other); }
 
     /// Takes the other's place as a holder and leaves the other empty.
     SharedArray(SharedArray&& other) noexcept { takeFrom(other); }
@@ -62,7 +62,19 @@ class QORMATH_API SharedArray {
     void shareFrom(const SharedArray& other) noexcept;
 
     /// Stops holding; the last holder frees the block. count keeps its value.
-    void release() noexcept;
+    void release() noexcept {
+        if (refCount == nullptr) {
+            lock();
+            unlock();
+            return;
+        }
+        if (detail::isLastToDrop(refCount, lockWord)) {
+            freeBlock();
+        }
+        data = nullptr;
+        refCount = nullptr;
+        lockWord = nullptr;
+    }
 
     /// True if this is the one holder of a block of its own. It then stays so until it is copied itself.
     bool isSoleHolder() const noexcept {
@@ -92,6 +104,26 @@ class QORMATH_API SharedArray {
     std::uint32_t* lockWord = nullptr;  ///< 0, or the identifier of the thread that holds the lock
 
   private:
+    /// Becomes a further holder of the other's block; this array holds nothing, and all its fields but count are null.
+    void hold(const SharedArray& other) noexcept {
+        if (other.count > 0 && other.data != nullptr) {
+            lockWord = other.lockWord;
+            count = other.count;
+            data = other.data;
+            refCount = other.refCount;
+            if (lockWord != nullptr || refCount != nullptr) {
+                detail::countHolder(refCount, lockWord);
+            }
+        } else {
+            other.lock();
+            count = 0;
+            other.unlock();
+        }
+    }
+
+    /// What the last holder does, who has the lock or is alone.
+    void freeBlock() noexcept;
+
     void takeFrom(SharedArray& other) noexcept {
         count = std::exchange(other.count, 0);
         data = std::exchange(other.data, nullptr);
@@ -138,40 +170,18 @@ void SharedArray<T>::shareFrom(const SharedArray& other) noexcept {
         return;
     }
     release();
-    if (other.count > 0 && other.data != nullptr) {
-        lockWord = other.lockWord;
-        count = other.count;
-        data = other.data;
-        refCount = other.refCount;
-        if (lockWord != nullptr || refCount != nullptr) {
-            addHolder(refCount, lockWord);
-        }
-    } else {
-        other.lock();
-        lockWord = nullptr;
-        count = 0;
-        data = nullptr;
-        refCount = nullptr;
-        other.unlock();
-    }
+    // An adopted array leaves release as it was.
+    data = nullptr;
+    lockWord = nullptr;
+    hold(other);
 }
 
 template <class T>
-void SharedArray<T>::release() noexcept {
-    if (refCount == nullptr) {
-        lock();
-        unlock();
-        return;
+void SharedArray<T>::freeBlock() noexcept {
+    if (*refCount >= 0) {
+        delete[] data;
     }
-    if (dropHolder(refCount, lockWord)) {
-        if (*refCount >= 0) {
-            delete[] data;
-        }
-        freeHolderWords(refCount, lockWord);
-    }
-    data = nullptr;
-    refCount = nullptr;
-    lockWord = nullptr;
+    freeHolderWords(refCount, lockWord);
 }
 
 // Marked at the first sight of them: Clang settles the visibility of an instantiation when it first meets its name.
