@@ -1,5 +1,8 @@
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <new>
 
 #include <qormath/core/arithmetic.hpp>
 #include <qormath/core/detail/small_product.hpp>
@@ -285,6 +288,9 @@ void addProduct(MatrixSoft<double> target, double factor, const BasicMatrix<doub
 }
 
 MatrixSoft<double> zeroMatrix(int rowCount, int colCount) {
+    if (std::int64_t{rowCount} * colCount > std::numeric_limits<int>::max()) {
+        throw std::bad_alloc();  // the matrix would come with a block that is too small for its zeros
+    }
     Matrix<double> result(rowCount, colCount);
     result.fill(0.0);
     return result;

@@ -52,7 +52,7 @@ QORMATH_API MatrixSoft<double> product(const BasicMatrix<double>& left, const Ba
 QORMATH_API void addProduct(MatrixSoft<double> target, double factor, const BasicMatrix<double>& left,
                             const BasicMatrix<double>& right);
 
-/// A rowCount by colCount matrix of zeros.
+/// A rowCount by colCount matrix of zeros. Throws std::bad_alloc for more elements than an int numbers.
 QORMATH_API MatrixSoft<double> zeroMatrix(int rowCount, int colCount);
 
 /// Product with a column, "Matrix * Vector". A matrix without columns gives zeros.

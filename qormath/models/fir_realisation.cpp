@@ -1,5 +1,8 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <new>
+#include <utility>
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
@@ -96,6 +99,15 @@ bool hasRamp(const Vector<bool>& rampFlags) {
     return false;
 }
 
+// The columns of so many blocks of a width. No matrix has more than an int numbers, here nor without the first block.
+int columnsOfBlocks(std::int64_t blocks, int width) {
+    const std::int64_t columns = blocks * width;
+    if (!std::in_range<int>(columns) || !std::in_range<int>(columns - width)) {
+        throw std::bad_alloc();
+    }
+    return static_cast<int>(columns);
+}
+
 }  // namespace
 
 LTIStateSpaceModel LTIFIRModel::CreateStateSpaceModel(bool retainGain, int order, Vector<double>* singularValues) {
@@ -162,7 +174,8 @@ MatrixSoft<double> LTIFIRModel::CreateMarkovMatrix(Vector<double>* outputScale, 
     const int inputs = coefficients.rows();
     const int outputs = coefficients.cols();
     const int n = coefficientCount;
-    Matrix<double> markov = zeroMatrix(outputs, (n + 1) * inputs);
+    const int columns = columnsOfBlocks(std::int64_t{n} + 2, inputs);
+    Matrix<double> markov = zeroMatrix(outputs, columns - inputs);
     const bool scaleGiven = inputScale != nullptr && inputScale->size() == inputs;
     const Vector<double> columnScale = scaleGiven ? *inputScale : inputScaleFromGains(GetGain());
     Vector<double> peaks(outputs);
@@ -193,8 +206,8 @@ MatrixSoft<double> LTIFIRModel::CreateMarkovMatrix(Vector<double>* outputScale, 
     if (inputScale != nullptr) {
         *inputScale = columnScale;
     }
-    Matrix<double> result = zeroMatrix(outputs, (n + 2) * inputs);
-    result(all, Range(inputs, (n + 2) * inputs - 1, 1)) = markov;
+    Matrix<double> result = zeroMatrix(outputs, columns);
+    result(all, Range(inputs, columns - 1, 1)) = markov;
     return result;
 }
 

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <limits>
+#include <new>
 
 #include <qormath/core/arithmetic.hpp>
 #include <qormath/core/xmsg.hpp>
@@ -32,6 +34,14 @@ constexpr int samplesAtOnce = 8;
 
 // Elements of a table of responses, half a gigabyte; the curves themselves need as much again.
 constexpr double largestTable = 0x1p26;
+
+/// The elements of a curve, one more than its coefficients. No vector has more than an int numbers.
+int curveLength(int coefficientCount) {
+    if (coefficientCount == std::numeric_limits<int>::max()) {
+        throw std::bad_alloc();
+    }
+    return coefficientCount + 1;
+}
 
 /// Hands the table of responses, a block of columns for each sample, out to the curves, and adds the feedthrough.
 void fillCurves(Matrix<Vector<double>>& curves, const Matrix<double>& responses, const Matrix<double>& feedthrough,
@@ -68,13 +78,16 @@ LTIFIRModel::LTIFIRModel(const LTIStateSpaceModel& system, const LTIFIRModel& re
     const int outputs = c.rows();
     coefficients = Matrix<Vector<double>>(inputs, outputs);
     for (Vector<double>& curve : coefficients) {
-        curve = Vector<double>(coefficientCount + 1);
+        curve = Vector<double>(curveLength(coefficientCount));
     }
     if (inputs == 0) {
         return;
     }
     requireFittingShapes(system, b, c);
-    const int samples = coefficientCount + 1;
+    if (outputs == 0) {
+        return;
+    }
+    const int samples = curveLength(coefficientCount);
     if (static_cast<double>(inputs) * outputs * samples <= largestTable) {
         fillCurves(coefficients, qormath::models::stepResponses(system.A, b, c, samples), system.D, samples);
         return;

@@ -68,7 +68,7 @@ std::string refusalOfCurves(const LTIFIRModel& model) {
     for (int j = 0; j < model.coefficients.cols(); ++j) {
         for (int i = 0; i < model.coefficients.rows(); ++i) {
             const Vector<double>& curve = model.coefficients(i, j);
-            if (curve.size() != 0 && curve.size() != model.coefficientCount + 1) {
+            if (curve.size() != 0 && curve.size() - 1 != model.coefficientCount) {
                 return pairName(model, j, i) + " has " + std::to_string(curve.size() - 1) + " coefficients, not " +
                        std::to_string(model.coefficientCount);
             }

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <limits>
+#include <new>
 #include <string>
 
 #include <qormath/core/arithmetic.hpp>
@@ -61,4 +63,11 @@ TEST(Product, OfInnerSizeZeroIsZerosOfTheRightShape) {
     EXPECT_EQ(written(product(zeroMatrix(0, 0), zeroMatrix(0, 3))), "0x3 []");
     EXPECT_EQ(written(product(matrixOf({{2}}), matrixOf({{3}}))), "1x1 [6]");
     EXPECT_EQ(messageOf([] { product(zeroMatrix(2, 0), zeroMatrix(1, 3)); }, 5), "Matrix * Matrix");
+}
+
+TEST(ZeroMatrix, OfMoreElementsThanAnIntNumbersFindsNoMemory) {
+    EXPECT_THROW(zeroMatrix(1 << 16, 1 << 16), std::bad_alloc);
+    EXPECT_THROW(zeroMatrix(1 << 16, (1 << 16) + 1), std::bad_alloc);
+    EXPECT_THROW(zeroMatrix(1 << 30, 2), std::bad_alloc);
+    EXPECT_EQ(zeroMatrix(0, std::numeric_limits<int>::max()).cols(), std::numeric_limits<int>::max());
 }

@@ -326,6 +326,17 @@ TEST(ReadModel, IsFalseForACoefficientCountBelowOne) {
     EXPECT_FALSE(model.ReadModel(file.writableName()));
 }
 
+// No vector could hold such a curve, and none has to.
+TEST(ReadModel, TakesTheLargestCoefficientCountOfAFileWithoutCurves) {
+    for (const int outputs : {0, 1}) {
+        LTIFIRModel model;
+        TemporaryFile file(withLine(plainText(emptyModel(outputs == 0 ? 2 : 0, outputs, 30)), 4, "2147483647"));
+        EXPECT_TRUE(model.ReadModel(file.writableName()));
+        EXPECT_EQ(model.coefficientCount, std::numeric_limits<int>::max());
+        EXPECT_EQ(model.coefficients.cols(), outputs);
+    }
+}
+
 // The lists of 20000 variables each are really there, the 400 million pairs are not.
 TEST(ReadModel, MakesNoRoomForPairsThatTheFileDoesNotHold) {
     const PlainModel lists = emptyModel(20000, 0, 30);

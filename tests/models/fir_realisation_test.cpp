@@ -4,6 +4,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <limits>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -154,6 +155,19 @@ TEST(CreateMarkovMatrix, TreatsAnEmptyCurveAsZeros) {
     LTIFIRModel model = modelOf(2, 1, 2, [](int, int, int k) { return k * 1.0; });
     model.coefficients(0, 0) = Vector<double>();
     EXPECT_EQ(written(model.CreateMarkovMatrix(nullptr, nullptr)), "1x8 [0 0 0 0 0 1 0 1]");
+}
+
+// A file of a few lines can claim so many coefficients.
+TEST(CreateMarkovMatrix, OfMoreBlocksThanAMatrixCanHoldFindsNoMemory) {
+    constexpr int most = std::numeric_limits<int>::max();
+    for (const int outputs : {0, 1}) {
+        for (const int count : {(1 << 30) - 2, (1 << 30) - 1, 1 << 30, most - 2, most - 1, most, -most - 1}) {
+            LTIFIRModel model = modelOf(4, outputs, 2, [](int, int, int) { return 0.0; });
+            model.coefficients = Matrix<Vector<double>>(4, outputs);
+            model.coefficientCount = count;
+            EXPECT_THROW(model.CreateMarkovMatrix(nullptr, nullptr), std::bad_alloc) << count;
+        }
+    }
 }
 
 TEST(CreateMarkovMatrix, ScalesRowsByTheReciprocalPeakOfTheCurves) {

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <limits>
+#include <new>
 #include <string>
 
 #include <qormath/core/arithmetic.hpp>
@@ -164,6 +166,26 @@ TEST(FirSimulation, WithoutInputsOrOutputsGivesAnEmptyTable) {
     const LTIStateSpaceModel noOutputs(matrixOf({{0.5}}), matrixOf({{1}}), zeroMatrix(0, 1), zeroMatrix(0, 1),
                                        discreteSystem, 1.0);
     EXPECT_EQ(LTIFIRModel(noOutputs, referenceOf(1, 0, 3)).coefficients.cols(), 0);
+}
+
+TEST(FirSimulation, OfMoreCoefficientsThanACurveCanHoldFindsNoMemory) {
+    constexpr int most = std::numeric_limits<int>::max();
+    LTIFIRModel reference = referenceOf(1, 1, 3);
+    reference.coefficientCount = most;
+    EXPECT_THROW(LTIFIRModel(oneState(0.5), reference), std::bad_alloc);
+}
+
+TEST(FirSimulation, WithoutOutputsAsksForNoMemoryWhateverTheCoefficientCount) {
+    for (const int count : {1 << 30, std::numeric_limits<int>::max()}) {
+        LTIFIRModel reference = referenceOf(4, 0, 3);
+        reference.coefficientCount = count;
+        const LTIStateSpaceModel system(matrixOf({{0.5}}), matrixOf({{1, 1, 1, 1}}), zeroMatrix(0, 1), zeroMatrix(0, 4),
+                                        discreteSystem, 1.0);
+        const LTIFIRModel model(system, reference);
+        EXPECT_EQ(model.coefficients.rows(), 4);
+        EXPECT_EQ(model.coefficients.cols(), 0);
+        EXPECT_EQ(model.coefficientCount, count);
+    }
 }
 
 TEST(FirSimulation, TellsWhatDoesNotFit) {

@@ -496,6 +496,8 @@ TEST(ReduceRefusals, NameWhatIsWrongWithTheModel) {
               "its curves have 9 coefficients, and at least 10 are needed");
     EXPECT_EQ(refusalOf([](LTIFIRModel& m) { m.coefficientCount = 60; }),
               "the curve of output Y1 to input U1 has 120 coefficients, not 60");
+    EXPECT_EQ(refusalOf([](LTIFIRModel& m) { m.coefficientCount = std::numeric_limits<int>::max(); }),
+              "the curve of output Y1 to input U1 has 120 coefficients, not 2147483647");
     EXPECT_EQ(refusalOf([&](LTIFIRModel& m) { m.coefficients(1, 0)[7] = nan; }),
               "the curve of output Y1 to input U2 has a value that is not a finite number");
     EXPECT_EQ(refusalOf([](LTIFIRModel& m) { m.rampFlags = QorMathLA::Vector<bool>(1); }),
