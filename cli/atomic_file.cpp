@@ -12,6 +12,7 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "descriptor_output.hpp"
 #include "program_error.hpp"
 
 namespace qormath::cli {
@@ -30,6 +31,18 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
+bool isNameOfStandardOutput(const std::string& path) {
+    return path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";
+}
+
+/// Whether what is printed goes to this file too, under whatever name. Terminals and other devices of characters have
+/// room for both.
+bool isBehindStandardOutput(const struct stat& file) {
+    struct stat output {};
+    return !S_ISCHR(file.st_mode) && fstat(STDOUT_FILENO, &output) == 0 && output.st_dev == file.st_dev &&
+           output.st_ino == file.st_ino;
+}
+
 /// What stands behind a path, through symbolic links.
 struct Target {
     explicit Target(const std::string& path) {
@@ -42,6 +55,7 @@ struct Target {
             permissions = found.st_mode & permissionBits;
             isFolder = S_ISDIR(found.st_mode);
             isDevice = !isFolder && !S_ISREG(found.st_mode);
+            isStandardOutput = isBehindStandardOutput(found);
         } else if (errno != ENOENT) {
             throw writeError(path, errno);
         }
@@ -58,14 +72,15 @@ struct Target {
     bool exists = false;
     bool isFolder = false;
     bool isDevice = false;
+    bool isStandardOutput = false;
     mode_t permissions = 0;
 };
 
 Target writableTarget(const std::string& path) {
-    if (path == "/dev/stdout") {
+    const Target target(path);
+    if (target.isStandardOutput || isNameOfStandardOutput(path)) {
         throw ProgramError(path, "cannot be written: the table goes there; name a file");
     }
-    Target target(path);
     if (target.isFolder) {
         throw writeError(path, EISDIR);
     }
@@ -138,21 +153,31 @@ class TemporaryFile {
 std::filesystem::path wholeName(const std::string& name) {
     std::error_code error;
     // A name without a folder would otherwise stay as it is.
-    const std::filesystem::path absolute = std::filesystem::absolute(name);
+    const std::filesystem::path absolute = std::filesystem::absolute(name, error);
+    if (error) {
+        return name;  // in a working folder that is gone there is nothing that could be the same
+    }
     std::filesystem::path canonical = std::filesystem::weakly_canonical(absolute, error);
     return error ? absolute : canonical;
 }
 
+/// open, which while it waits for the other side of a pipe may be interrupted.
+int openToWrite(const std::string& name) {
+    int descriptor = -1;
+    do {
+        descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, permissionsOfANewFile);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
 void writeText(const std::string& path, const std::string& name, const std::string& text) {
-    std::FILE* file = std::fopen(name.c_str(), "we");
-    if (file == nullptr) {
+    const int descriptor = openToWrite(name);
+    if (descriptor < 0) {
         throw writeError(path, errno);
     }
-    errno = 0;
-    const bool isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
-    const int writeFailure = isWritten ? 0 : errno;
-    const int closeFailure = std::fclose(file) == 0 ? 0 : errno;
-    if (!isWritten || closeFailure != 0) {
+    const int writeFailure = writeAll(descriptor, text);
+    const int closeFailure = close(descriptor) == 0 ? 0 : errno;
+    if (writeFailure != 0 || closeFailure != 0) {
         throw writeError(path, writeFailure != 0 ? writeFailure : closeFailure);
     }
 }
@@ -175,7 +200,7 @@ FileToWrite textFile(const std::string& path, const std::string& text) {
     return {path, [path, text](const std::string& name) { writeText(path, name, text); }};
 }
 
-void replaceFiles(const std::vector<FileToWrite>& files) {
+void replaceFiles(const std::vector<FileToWrite>& files, const std::function<void()>& report) {
     std::vector<std::unique_ptr<TemporaryFile>> temporaries;
     std::vector<const FileToWrite*> devices;
     for (const FileToWrite& file : files) {
@@ -192,6 +217,7 @@ void replaceFiles(const std::vector<FileToWrite>& files) {
     for (const FileToWrite* device : devices) {
         device->write(device->path);
     }
+    report();
     for (const auto& temporary : temporaries) {
         temporary->takePlace();
     }

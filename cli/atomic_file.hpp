@@ -31,8 +31,10 @@ struct FileToWrite {
 FileToWrite textFile(const std::string& path, const std::string& text);
 
 /// replaceFile with files that belong together: all of them have reached the disk before the first takes its place.
-/// Devices and pipes are written between the two.
-void replaceFiles(const std::vector<FileToWrite>& files);
+/// Devices and pipes are written between the two, and then report is called, which says what has been done: if it
+/// throws, no file takes its place.
+void replaceFiles(
+    const std::vector<FileToWrite>& files, const std::function<void()>& report = [] {});
 
 /// Throws ProgramError if the two names lead to one file, through symbolic links or not and whether or not it is there
 /// already: what is written would be lost, or what is read. what tells the use of the other one. Devices are no files.

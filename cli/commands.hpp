@@ -15,6 +15,9 @@ struct Console {
     bool errIsTerminal = false;  ///< somebody may be watching: progress shows there
 };
 
+/// Throws ProgramError if what has been printed as the result does not reach whoever reads it.
+void requirePrinted(const Console& console);
+
 // Each adds its command to the program. The command runs while the program parses its arguments, and throws
 // ProgramError.
 

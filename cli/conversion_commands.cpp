@@ -7,6 +7,7 @@
 
 #include "atomic_file.hpp"
 #include "commands.hpp"
+#include "option_values.hpp"
 #include "program_error.hpp"
 #include "system_file.hpp"
 #include "text.hpp"
@@ -95,18 +96,16 @@ void run(const ConversionOptions& options, const Console& console) {
     const SystemFile before = readSystemFile(options.system);
     requireWritable(options.converted);
     const SystemFile after = converted(options, before);
-    writeSystemFile(options.converted, after);
-    if (options.json) {
-        printJson(console.out, options, before, after);
-    } else {
-        printTable(console.out, options, before, after);
-    }
+    replaceFiles({systemFile(options.converted, after)}, [&] {
+        (options.json ? printJson : printTable)(console.out, options, before, after);
+        requirePrinted(console);
+    });
 }
 
 /// What both commands take.
 void addCommonOptions(CLI::App& command, const std::shared_ptr<ConversionOptions>& options, const Console& console) {
-    command.add_option("SYSTEM.json", options->system, "The system file")->required();
-    command.add_option("-o,--output", options->converted, "The system file to be written, JSON")
+    addFile(command, "SYSTEM.json", options->system, "The system file")->required();
+    addFile(command, "-o,--output", options->converted, "The system file to be written, JSON")
         ->required()
         ->option_text("CONVERTED.json REQUIRED");
     command
@@ -114,7 +113,7 @@ void addCommonOptions(CLI::App& command, const std::shared_ptr<ConversionOptions
                     "zoh: the inputs stay between samples; tustin: the bilinear transform. The default is zoh")
         ->check(CLI::IsMember({"zoh", "tustin"}))
         ->option_text("zoh|tustin");
-    command.add_flag("--json", options->json, "Print JSON");
+    addSwitch(command, "--json", options->json, "Print JSON");
     command.callback([options, console] { run(*options, console); });
 }
 
@@ -128,9 +127,8 @@ void addConvertCommand(CLI::App& program, const Console& console) {
         ->required()
         ->check(CLI::IsMember({"continuous", "discrete"}))
         ->option_text("continuous|discrete REQUIRED");
-    command
-        ->add_option("--sample-time", options->sampleTime,
-                     "Seconds; the default is the sample time that the system file tells")
+    addNumber(*command, "--sample-time", options->sampleTime,
+              "Seconds; the default is the sample time that the system file tells")
         ->option_text("S");
     addCommonOptions(*command, options, console);
 }
@@ -138,7 +136,7 @@ void addConvertCommand(CLI::App& program, const Console& console) {
 void addResampleCommand(CLI::App& program, const Console& console) {
     const auto options = std::make_shared<ConversionOptions>();
     CLI::App* command = program.add_subcommand("resample", "Give a discrete state-space model another sample time");
-    command->add_option("--sample-time", options->sampleTime, "The new sample time in seconds")
+    addNumber(*command, "--sample-time", options->sampleTime, "The new sample time in seconds")
         ->required()
         ->option_text("S REQUIRED");
     addCommonOptions(*command, options, console);

@@ -8,6 +8,7 @@
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
+#include "option_values.hpp"
 #include "text.hpp"
 
 namespace qormath::cli {
@@ -108,8 +109,8 @@ void printJson(std::ostream& out, const std::string& path, const LTIFIRModel& mo
 void addInfoCommand(CLI::App& program, const Console& console) {
     const auto options = std::make_shared<InfoOptions>();
     CLI::App* command = program.add_subcommand("info", "Say what a step-response model file holds");
-    command->add_option("MODEL.fir", options->model, "The model file")->required();
-    command->add_flag("--json", options->json, "Print JSON");
+    addFile(*command, "MODEL.fir", options->model, "The model file")->required();
+    addSwitch(*command, "--json", options->json, "Print JSON");
     command->callback([options, console] {
         const LTIFIRModel model = readModelFile(options->model);
         (options->json ? printJson : printTable)(console.out, options->model, model);

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <istream>
 #include <limits>
+#include <streambuf>
+#include <string>
 #include <vector>
 
 #include <qormath/models/fir_file.hpp>
@@ -77,7 +79,7 @@ class Walk {
 
     void next(const std::string& expected) {
         ++number_;
-        if (!std::getline(text_, line_)) {
+        if (!takeLine()) {
             if (number_ == 1) {
                 throw Damage{"the file is empty"};
             }
@@ -88,6 +90,20 @@ class Walk {
         }
         // A conversion of characters counts the end of the line as one, too.
         line_ += '\n';
+    }
+
+    /// Reads a line, or of one that is too long no more than shows that it is. False at the end of the text.
+    bool takeLine() {
+        line_.clear();
+        std::streambuf& characters = *text_.rdbuf();
+        constexpr auto end = std::char_traits<char>::eof();
+        auto character = characters.sbumpc();
+        const bool isThere = character != end;
+        while (character != end && character != '\n' && line_.size() <= longestLine) {
+            line_ += std::char_traits<char>::to_char_type(character);
+            character = characters.sbumpc();
+        }
+        return isThere;
     }
 
     int integer(const std::string& expected) {

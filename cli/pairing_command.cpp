@@ -1,14 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include <qormath/numerics/qor_svd_analysis.hpp>
@@ -16,6 +14,7 @@
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
+#include "option_values.hpp"
 #include "program_error.hpp"
 #include "text.hpp"
 
@@ -223,10 +222,8 @@ void run(const PairingOptions& options, const Console& console) {
 
 /// Empty if the text is a finite number above 0, otherwise what is wrong with it.
 std::string checkLimit(const std::string& text) {
-    double value = 0.0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool isNumber = error == std::errc() && end == text.data() + text.size();
-    return isNumber && std::isfinite(value) && value > 0.0 ? "" : "expected a number above 0, not " + text;
+    const double value = decimalNumber(text).value_or(0.0);
+    return std::isfinite(value) && value > 0.0 ? "" : "expected a number above 0, not '" + text + "'";
 }
 
 }  // namespace
@@ -235,23 +232,19 @@ void addPairingCommand(CLI::App& program, const Console& console) {
     const auto options = std::make_shared<PairingOptions>();
     CLI::App* command = program.add_subcommand(
         "pairing", "Rank selections of as many inputs as outputs by how well their gains are conditioned");
-    command->add_option("MODEL.fir", options->model, "The model file")->required();
-    command
-        ->add_option("--size", options->size,
-                     "How many inputs, and outputs, a selection has (default: as many as there are of the fewer)")
-        ->check(CLI::PositiveNumber)
+    addFile(*command, "MODEL.fir", options->model, "The model file")->required();
+    addCount(*command, "--size", options->size, 1,
+             "How many inputs, and outputs, a selection has (default: as many as there are of the fewer)")
         ->option_text("K");
-    command->add_option("--top", options->top, "How many selections to rank, 0 for all (default: 10)")
-        ->check(CLI::NonNegativeNumber)
+    addCount(*command, "--top", options->top, 0, "How many selections to rank, 0 for all (default: 10)")
         ->option_text("N");
-    command
-        ->add_option("--condition-limit", options->conditionLimit,
-                     "Rank selections up to this condition number alone (default: all that are not singular)")
+    addNumber(*command, "--condition-limit", options->conditionLimit,
+              "Rank selections up to this condition number alone (default: all that are not singular)")
         ->check(checkLimit)
         ->option_text("X");
-    command->add_flag("--unscaled", options->unscaled,
-                      "Take the gains in the units of the model, instead of scaling inputs and outputs");
-    command->add_flag("--json", options->json, "Print JSON");
+    addSwitch(*command, "--unscaled", options->unscaled,
+              "Take the gains in the units of the model, instead of scaling inputs and outputs");
+    addSwitch(*command, "--json", options->json, "Print JSON");
     command->callback([options, console] { run(*options, console); });
 }
 

@@ -1,6 +1,8 @@
 #include "program.hpp"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <ostream>
@@ -33,18 +35,38 @@ ExitStatus report(std::ostream& err, ExitStatus status, const std::string& text)
 }
 
 std::string causeOf(const CLI::ParseError& error, const CLI::App& program) {
-    if (!program.get_subcommands().empty()) {
-        return error.what();
+    std::vector<std::string> rest = program.remaining(true);
+    if (rest.size() > 1 && rest.front() == "--") {
+        rest.erase(rest.begin());  // it only says that what follows are names
     }
-    const std::vector<std::string> rest = program.remaining();
-    return rest.empty() ? "a command is needed" : "there is no command or option '" + rest.front() + "'";
+    if (program.get_subcommands().empty()) {
+        return rest.empty() ? "a command is needed" : "there is no command or option '" + rest.front() + "'";
+    }
+    // A word that nothing knows is the reason, too, if the option that it was to be is missed.
+    return rest.empty() ? error.what() : "there is no use for '" + rest.front() + "' here";
 }
 
-ExitStatus finish(std::ostream& out, std::ostream& err) {
-    return out.flush() ? done : report(err, commandFailed, "standard output: the result cannot be written");
+/// Runs the command that the arguments tell.
+void parse(CLI::App& program, int argc, const char* const* argv, std::ostream& out) {
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() != 0) {
+            throw;
+        }
+        program.exit(error, out, out);  // help or version
+    }
 }
 
 }  // namespace
+
+void requirePrinted(const Console& console) {
+    errno = 0;
+    if (!console.out.flush()) {
+        const std::string cause = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
+        throw ProgramError("standard output", "cannot be written" + cause);
+    }
+}
 
 int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostream& err, bool errIsTerminal) {
     CLI::App program("", "qormath");
@@ -61,14 +83,11 @@ int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostrea
     program.footer("'qormath COMMAND --help' describes a command.");
 
     try {
-        program.parse(argc, argv);
-        return finish(out, err);
+        parse(program, argc, argv, out);
+        requirePrinted(console);
+        return done;
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() != 0) {
-            return report(err, wrongCommandLine, causeOf(error, program) + " ('qormath --help' tells more)");
-        }
-        program.exit(error, out, err);  // help or version
-        return finish(out, err);
+        return report(err, wrongCommandLine, causeOf(error, program) + " ('qormath --help' tells more)");
     } catch (const ProgramError& error) {
         return report(err, commandFailed, error.what());
     } catch (const QorMathLA::xmsg& error) {

@@ -9,6 +9,7 @@
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
+#include "option_values.hpp"
 #include "program_error.hpp"
 #include "simulation.hpp"
 #include "system_file.hpp"
@@ -107,9 +108,12 @@ void run(const RealiseOptions& options, const Console& console) {
     requireOtherFile(options.system, options.model, "the model is read from there");
     const SystemFile file = systemFileOf(options, model);
     const Fidelity fidelity = compare(file.system, simulate(file, model), model);
-    writeSystemFile(options.system, file);
-    printReport(console.out, options.json, {{"model", "model", options.model}, {"system", "system", options.system}},
-                model, file.system.A.rows(), fidelity);
+    replaceFiles({systemFile(options.system, file)}, [&] {
+        printReport(console.out, options.json,
+                    {{"model", "model", options.model}, {"system", "system", options.system}}, model,
+                    file.system.A.rows(), fidelity);
+        requirePrinted(console);
+    });
 }
 
 }  // namespace
@@ -118,19 +122,17 @@ void addRealiseCommand(CLI::App& program, const Console& console) {
     const auto options = std::make_shared<RealiseOptions>();
     CLI::App* command = program.add_subcommand(
         "realise", "Turn step-response curves into a state-space model, and say how close it is");
-    command->add_option("MODEL.fir", options->model, "The model file")->required();
-    command->add_option("-o,--output", options->system, "The system file to be written, JSON")
+    addFile(*command, "MODEL.fir", options->model, "The model file")->required();
+    addFile(*command, "-o,--output", options->system, "The system file to be written, JSON")
         ->required()
         ->option_text("SYSTEM.json REQUIRED");
-    command
-        ->add_option("--order", options->order,
-                     "Realise with the N largest singular values, instead of those from 1e-5 times the largest on")
-        ->check(CLI::PositiveNumber)
+    addCount(*command, "--order", options->order, 1,
+             "Realise with the N largest singular values, instead of those from 1e-5 times the largest on")
         ->option_text("N");
-    command->add_flag("--no-retain-gain", options->dropGain, "Leave the steady-state gain as the realisation has it");
-    command->add_flag("--aligned", options->aligned,
-                      "Write the model advanced by one sample, whose ordinary step response is the curve");
-    command->add_flag("--json", options->json, "Print JSON");
+    addSwitch(*command, "--no-retain-gain", options->dropGain, "Leave the steady-state gain as the realisation has it");
+    addSwitch(*command, "--aligned", options->aligned,
+              "Write the model advanced by one sample, whose ordinary step response is the curve");
+    addSwitch(*command, "--json", options->json, "Print JSON");
     command->callback([options, console] { run(*options, console); });
 }
 

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cmath>
 #include <memory>
 #include <optional>
@@ -14,6 +13,7 @@
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
+#include "option_values.hpp"
 #include "program_error.hpp"
 #include "progress_line.hpp"
 #include "simulation.hpp"
@@ -41,18 +41,12 @@ struct ReduceArguments {
     bool json = false;
 };
 
-std::optional<int> wholeNumber(const std::string& text) {
-    int value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional<int>(value) : std::nullopt;
-}
-
 /// Empty if the order is one, otherwise what is wrong with it.
 std::string checkOrder(const std::string& text) {
     const bool isNamed = text == "coarse" || text == "middle" || text == "fine";
     return isNamed || wholeNumber(text).value_or(-1) >= 0
                ? ""
-               : "expected a number of states, coarse, middle or fine, not " + text;
+               : "expected a number of states, coarse, middle or fine, not '" + text + "'";
 }
 
 ReduceOptions optionsOf(const ReduceArguments& arguments) {
@@ -293,25 +287,24 @@ void requireOutputs(const ReduceArguments& arguments, const LTIFIRModel& model) 
     }
 }
 
-void writeOutputs(const ReduceArguments& arguments, const LTIFIRModel& model, const ReduceResult& result) {
+void writeOutputs(const ReduceArguments& arguments, const LTIFIRModel& model, const ReduceResult& result,
+                  const Console& console) {
     std::vector<FileToWrite> files{modelFile(arguments.reduced, result.curves)};
     if (!arguments.stateSpace.empty()) {
         files.push_back(systemFile(arguments.stateSpace, systemFileOf(arguments, result, model)));
     }
-    replaceFiles(files);
+    replaceFiles(files, [&] {
+        (arguments.json ? printJson : printTable)(console.out, arguments, model, result);
+        requirePrinted(console);
+    });
 }
 
 void run(const ReduceArguments& arguments, const Console& console) {
     const LTIFIRModel model = readModelFile(arguments.model);
     requireOutputs(arguments, model);
     const ReduceResult result = reduced(arguments, model, console);
-    writeOutputs(arguments, model, result);
+    writeOutputs(arguments, model, result, console);
     warn(arguments, result, console);
-    if (arguments.json) {
-        printJson(console.out, arguments, model, result);
-    } else {
-        printTable(console.out, arguments, model, result);
-    }
 }
 
 void addOrderOptions(CLI::App& command, ReduceArguments& arguments) {
@@ -322,10 +315,9 @@ void addOrderOptions(CLI::App& command, ReduceArguments& arguments) {
                         "middle or fine")
             ->check(checkOrder)
             ->option_text("N|coarse|middle|fine");
-    command
-        .add_option("--curve-tolerance", arguments.options.curveTolerance,
-                    "Find the smallest model whose curves lie within this percentage of each output's peak; the "
-                    "default, at 1")
+    addNumber(command, "--curve-tolerance", arguments.options.curveTolerance,
+              "Find the smallest model whose curves lie within this percentage of each output's peak; the "
+              "default, at 1")
         ->option_text("PERCENT")
         ->excludes(order);
 }
@@ -335,30 +327,26 @@ void addOrderOptions(CLI::App& command, ReduceArguments& arguments) {
 void addReduceCommand(CLI::App& program, const Console& console) {
     const auto arguments = std::make_shared<ReduceArguments>();
     CLI::App* command = program.add_subcommand("reduce", "Reduce step-response curves to those of a small clean model");
-    command->add_option("MODEL.fir", arguments->model, "The model file")->required();
-    command->add_option("-o,--output", arguments->reduced, "The model file to be written")
+    addFile(*command, "MODEL.fir", arguments->model, "The model file")->required();
+    addFile(*command, "-o,--output", arguments->reduced, "The model file to be written")
         ->required()
         ->option_text("REDUCED.fir REQUIRED");
     addOrderOptions(*command, *arguments);
-    command
-        ->add_option("--damping", arguments->options.dampingLimit,
-                     "Take out oscillating modes with a damping ratio of at most X, 0 to 1")
+    addNumber(*command, "--damping", arguments->options.dampingLimit,
+              "Take out oscillating modes with a damping ratio of at most X, 0 to 1")
         ->option_text("X");
-    command
-        ->add_option("--gain-tolerance", arguments->options.gainTolerance,
-                     "Leave a gain alone that is off by at most this percentage; a negative one leaves all alone")
+    addNumber(*command, "--gain-tolerance", arguments->options.gainTolerance,
+              "Leave a gain alone that is off by at most this percentage; a negative one leaves all alone")
         ->option_text("PERCENT");
-    command->add_flag("--keep-null-pairs", arguments->keepNullPairs,
-                      "Leave what the model gives on pairs that have no curve");
+    addSwitch(*command, "--keep-null-pairs", arguments->keepNullPairs,
+              "Leave what the model gives on pairs that have no curve");
     CLI::Option* stateSpace =
-        command
-            ->add_option("--state-space", arguments->stateSpace, "Write the state-space model as well, a system file")
+        addFile(*command, "--state-space", arguments->stateSpace, "Write the state-space model as well, a system file")
             ->option_text("SYSTEM.json");
-    command
-        ->add_flag("--aligned", arguments->aligned,
-                   "Write the system advanced by one sample, whose ordinary step response is the curve")
+    addSwitch(*command, "--aligned", arguments->aligned,
+              "Write the system advanced by one sample, whose ordinary step response is the curve")
         ->needs(stateSpace);
-    command->add_flag("--json", arguments->json, "Print JSON");
+    addSwitch(*command, "--json", arguments->json, "Print JSON");
     command->callback([arguments, console] { run(*arguments, console); });
 }
 

@@ -10,6 +10,7 @@
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
+#include "option_values.hpp"
 #include "program_error.hpp"
 #include "simulation.hpp"
 #include "system_file.hpp"
@@ -64,13 +65,15 @@ void run(const SimulateOptions& options, const Console& console) {
     requireOtherFile(options.model, options.system, "the system is read from there");
     const LTIFIRModel model = curvesOf(options, file, reference);
     const Fidelity fidelity = compare(file.system, model, reference);
-    writeModelFile(options.model, model);
+    replaceFiles({modelFile(options.model, model)}, [&] {
+        printReport(console.out, options.json,
+                    {{"system", "system", options.system},
+                     {"compared with", "like", options.reference},
+                     {"model", "model", options.model}},
+                    model, file.system.A.rows(), fidelity);
+        requirePrinted(console);
+    });
     warnOfOtherNames(options, file, reference, console);
-    printReport(console.out, options.json,
-                {{"system", "system", options.system},
-                 {"compared with", "like", options.reference},
-                 {"model", "model", options.model}},
-                model, file.system.A.rows(), fidelity);
 }
 
 }  // namespace
@@ -79,16 +82,15 @@ void addSimulateCommand(CLI::App& program, const Console& console) {
     const auto options = std::make_shared<SimulateOptions>();
     CLI::App* command = program.add_subcommand(
         "simulate", "Turn a state-space model into step-response curves, and compare them with those of a model");
-    command->add_option("SYSTEM.json", options->system, "The system file")->required();
-    command
-        ->add_option("--like", options->reference,
-                     "The model file that tells names, ramps, sample time and number of coefficients")
+    addFile(*command, "SYSTEM.json", options->system, "The system file")->required();
+    addFile(*command, "--like", options->reference,
+            "The model file that tells names, ramps, sample time and number of coefficients")
         ->required()
         ->option_text("MODEL.fir REQUIRED");
-    command->add_option("-o,--output", options->model, "The model file to be written")
+    addFile(*command, "-o,--output", options->model, "The model file to be written")
         ->required()
         ->option_text("OUT.fir REQUIRED");
-    command->add_flag("--json", options->json, "Print JSON");
+    addSwitch(*command, "--json", options->json, "Print JSON");
     command->callback([options, console] { run(*options, console); });
 }
 

@@ -8,8 +8,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <utility>
 
+#include "json_text.hpp"
 #include "program_error.hpp"
 #include "text.hpp"
 
@@ -17,11 +20,14 @@ namespace qormath::cli {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;
 using QorMathLA::Matrix;
 
 constexpr const char* formatName = "qormath-system";
 constexpr int formatVersion = 1;
+
+/// What a message shows of a version that is none.
+constexpr std::size_t longestQuotation = 40;
 
 // ---------------------------------------------------------------- writing
 
@@ -164,41 +170,60 @@ void requireFormat(const Json& object) {
     }
     const Json& version = field(object, "formatVersion");
     if (!version.is_number_integer() || version != formatVersion) {
-        throw ProgramError("the system file has the format version " + version.dump() +
+        const std::string found = version.dump();
+        throw ProgramError("the system file has the format version " +
+                           (found.size() > longestQuotation ? found.substr(0, longestQuotation) + "..." : found) +
                            "; this program reads version " + std::to_string(formatVersion));
     }
 }
 
-Json parseJson(std::string_view text) {
-    try {
-        return Json::parse(text);
-    } catch (const nlohmann::json::parse_error& error) {
-        const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(error.byte, text.size()));
-        const auto line = 1 + std::count(text.begin(), end, '\n');
-        throw ProgramError("this is not JSON: something is wrong in line " + std::to_string(line));
-    } catch (const nlohmann::json::out_of_range&) {
-        throw ProgramError("a number in it is too large");
-    }
+SystemFile systemOf(const TextSource& source) {
+    const Json object = jsonObject(source, {"format", "formatVersion", "type", "sampleTime", "curveOffset", "states",
+                                            "inputCount", "outputCount", "inputs", "outputs", "A", "B", "C", "D"});
+    requireFormat(object);
+    const int states = integerField(object, "states", 0, INT_MAX);
+    const int inputs = integerField(object, "inputCount", 0, INT_MAX);
+    const int outputs = integerField(object, "outputCount", 0, INT_MAX);
+
+    SystemFile file;
+    file.inputs = namesField(object, "inputs", inputs);
+    file.outputs = namesField(object, "outputs", outputs);
+    file.curveOffset = integerField(object, "curveOffset", 0, 1);
+    const systemType type = typeField(object);
+    const double sampleTime = sampleTimeField(object, type);
+    const Matrix<double> a = matrixField(object, "A", states, states);
+    const Matrix<double> b = matrixField(object, "B", states, inputs);
+    const Matrix<double> c = matrixField(object, "C", outputs, states);
+    const Matrix<double> d = matrixField(object, "D", outputs, inputs);
+    file.system = LTIStateSpaceModel(a, b, c, d, type, sampleTime);
+    return file;
 }
 
-std::string textOf(const std::string& path) {
-    std::FILE* file = std::fopen(path.c_str(), "re");
-    if (file == nullptr) {
-        throw ProgramError(path, std::string("cannot be read: ") + std::strerror(errno));
+/// A file to be read part by part.
+class TextFile {
+  public:
+    explicit TextFile(const std::string& path) : part_(partSize), file_(std::fopen(path.c_str(), "re"), &std::fclose) {
+        if (file_ == nullptr) {
+            throw readError();
+        }
     }
-    std::string text;
-    char part[65536];
-    std::size_t count = 0;
-    while ((count = std::fread(part, 1, sizeof part, file)) > 0) {
-        text.append(part, count);
+
+    std::string_view next() {
+        const std::size_t count = std::fread(part_.data(), 1, part_.size(), file_.get());
+        if (count == 0 && std::ferror(file_.get()) != 0) {
+            throw readError();
+        }
+        return std::string_view(part_.data(), count);
     }
-    const int failure = std::ferror(file) != 0 ? errno : 0;
-    std::fclose(file);
-    if (failure != 0) {
-        throw ProgramError(path, std::string("cannot be read: ") + std::strerror(failure));
-    }
-    return text;
-}
+
+  private:
+    static constexpr std::size_t partSize = 65536;
+
+    static ProgramError readError() { return ProgramError(std::string("cannot be read: ") + std::strerror(errno)); }
+
+    std::vector<char> part_;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+};
 
 }  // namespace
 
@@ -233,24 +258,7 @@ std::string systemFileText(const SystemFile& file) {
 }
 
 SystemFile parseSystemFile(std::string_view text) {
-    const Json object = parseJson(text);
-    requireFormat(object);
-    const int states = integerField(object, "states", 0, INT_MAX);
-    const int inputs = integerField(object, "inputCount", 0, INT_MAX);
-    const int outputs = integerField(object, "outputCount", 0, INT_MAX);
-
-    SystemFile file;
-    file.inputs = namesField(object, "inputs", inputs);
-    file.outputs = namesField(object, "outputs", outputs);
-    file.curveOffset = integerField(object, "curveOffset", 0, 1);
-    const systemType type = typeField(object);
-    const double sampleTime = sampleTimeField(object, type);
-    const Matrix<double> a = matrixField(object, "A", states, states);
-    const Matrix<double> b = matrixField(object, "B", states, inputs);
-    const Matrix<double> c = matrixField(object, "C", outputs, states);
-    const Matrix<double> d = matrixField(object, "D", outputs, inputs);
-    file.system = LTIStateSpaceModel(a, b, c, d, type, sampleTime);
-    return file;
+    return systemOf([text]() mutable { return std::exchange(text, std::string_view()); });
 }
 
 FileToWrite systemFile(const std::string& path, const SystemFile& file) {
@@ -266,9 +274,9 @@ void writeSystemFile(const std::string& path, const SystemFile& file) {
 }
 
 SystemFile readSystemFile(const std::string& path) {
-    const std::string text = textOf(path);
     try {
-        return parseSystemFile(text);
+        TextFile file(path);
+        return systemOf([&file] { return file.next(); });
     } catch (const ProgramError& error) {
         throw ProgramError(path, error.what());
     }

@@ -4,11 +4,12 @@
 
 #include <cstddef>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <optional>
-#include <signal.h>
 #include <stdexcept>
 #include <string>
 #include <support/temporary_folder.hpp>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,10 +24,50 @@ struct ProgramRun {
 };
 
 struct RunOptions {
-    std::optional<rlim_t> largestFile = {};  ///< writing beyond it fails, as on a full disk
-    std::string standardOutput = {};         ///< a file to take the place of the captured output
-    std::string standardError = {};          ///< the same for the captured errors
+    std::optional<rlim_t> largestFile = {};    ///< writing beyond it fails, as on a full disk
+    std::optional<rlim_t> largestMemory = {};  ///< of addresses
+    std::string standardOutput = {};           ///< a file to take the place of the captured output
+    std::string standardError = {};            ///< the same for the captured errors
+    std::vector<int> closedStreams = {};       ///< these of 0, 1 and 2 are closed
+    bool isReaderGone = false;                 ///< standard output is a pipe that nobody reads
+    bool isPrivileged = true;                  ///< otherwise permissions hold for root, too
 };
+
+/// The status of a run that should have had no privileges, where they cannot be laid down.
+constexpr int cannotDropPrivileges = 125;
+
+inline void layDownPrivileges() {
+    if (geteuid() != 0) {
+        return;
+    }
+    // Without these two, root may read and write what its owner may.
+    for (const unsigned long capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+        if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0) {
+            _exit(cannotDropPrivileges);
+        }
+    }
+}
+
+inline void limit(int resource, std::optional<rlim_t> largest) {
+    if (largest) {
+        const rlimit bound{*largest, *largest};
+        if (setrlimit(static_cast<__rlimit_resource>(resource), &bound) != 0) {
+            _exit(126);
+        }
+    }
+}
+
+/// Arranges the streams beyond the three files.
+inline void arrangeStreams(const RunOptions& options) {
+    int ends[2];
+    if (options.isReaderGone &&
+        (pipe(ends) != 0 || dup2(ends[1], 1) < 0 || close(ends[0]) != 0 || close(ends[1]) != 0)) {
+        _exit(126);
+    }
+    for (const int stream : options.closedStreams) {
+        close(stream);
+    }
+}
 
 /// Replaces this process by the program; never returns.
 [[noreturn]] inline void becomeProgram(std::vector<std::string> words, const std::string& out, const std::string& err,
@@ -37,12 +78,16 @@ struct RunOptions {
     if (input < 0 || output < 0 || errors < 0 || dup2(input, 0) < 0 || dup2(output, 1) < 0 || dup2(errors, 2) < 0) {
         _exit(126);
     }
-    if (options.largestFile) {
-        const rlimit limit{*options.largestFile, *options.largestFile};
-        if (setrlimit(RLIMIT_FSIZE, &limit) != 0) {
-            _exit(126);
+    for (const int opened : {input, output, errors}) {
+        if (opened > 2) {
+            close(opened);
         }
-        signal(SIGXFSZ, SIG_IGN);  // so that write fails, instead of ending the process
+    }
+    arrangeStreams(options);
+    limit(RLIMIT_FSIZE, options.largestFile);
+    limit(RLIMIT_AS, options.largestMemory);
+    if (!options.isPrivileged) {
+        layDownPrivileges();
     }
     std::vector<char*> arguments;
     for (std::string& word : words) {

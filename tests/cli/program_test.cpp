@@ -133,7 +133,7 @@ TEST(Program, FailsIfItsResultCannotBePrinted) {
          {std::vector<std::string>{"--help"}, {"info", exampleModel("wood_berry.fir")}}) {
         const ProgramRun run = runQormath(arguments, {.standardOutput = "/dev/full"});
         EXPECT_EQ(run.status, 1);
-        EXPECT_EQ(run.err, "qormath: standard output: the result cannot be written\n");
+        EXPECT_EQ(run.err, "qormath: standard output: cannot be written: No space left on device\n");
     }
 }
 
