@@ -2,11 +2,9 @@
 
 #include <iosfwd>
 
-namespace CLI {
-class App;
-}
-
 namespace qormath::cli {
+
+class CommandLine;
 
 /// Where a command writes: its result, and its warnings.
 struct Console {
@@ -18,15 +16,15 @@ struct Console {
 /// Throws ProgramError if what has been printed as the result does not reach whoever reads it.
 void requirePrinted(const Console& console);
 
-// Each adds its command to the program. The command runs while the program parses its arguments, and throws
+// Each adds its command to the program. The command runs while the arguments of the program are parsed, and throws
 // ProgramError.
 
-void addConvertCommand(CLI::App& program, const Console& console);
-void addInfoCommand(CLI::App& program, const Console& console);
-void addPairingCommand(CLI::App& program, const Console& console);
-void addRealiseCommand(CLI::App& program, const Console& console);
-void addReduceCommand(CLI::App& program, const Console& console);
-void addResampleCommand(CLI::App& program, const Console& console);
-void addSimulateCommand(CLI::App& program, const Console& console);
+void addConvertCommand(CommandLine& program, const Console& console);
+void addInfoCommand(CommandLine& program, const Console& console);
+void addPairingCommand(CommandLine& program, const Console& console);
+void addRealiseCommand(CommandLine& program, const Console& console);
+void addReduceCommand(CommandLine& program, const Console& console);
+void addResampleCommand(CommandLine& program, const Console& console);
+void addSimulateCommand(CommandLine& program, const Console& console);
 
 }  // namespace qormath::cli

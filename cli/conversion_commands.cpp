@@ -1,13 +1,12 @@
-#include <CLI/CLI.hpp>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
 #include <string>
 
 #include "atomic_file.hpp"
+#include "command_line.hpp"
 #include "commands.hpp"
-#include "option_values.hpp"
+#include "json_value.hpp"
 #include "program_error.hpp"
 #include "system_file.hpp"
 #include "text.hpp"
@@ -73,23 +72,20 @@ void printTable(std::ostream& out, const ConversionOptions& options, const Syste
 
 void printJson(std::ostream& out, const ConversionOptions& options, const SystemFile& before, const SystemFile& after) {
     const std::optional<double> change = gainChange(before, after);
-    nlohmann::ordered_json object;
-    object["system"] = toUtf8(options.system);
-    object["converted"] = toUtf8(options.converted);
-    object["inputs"] = before.inputs.size();
-    object["outputs"] = before.outputs.size();
-    object["typeBefore"] = typeOf(before);
-    object["typeAfter"] = typeOf(after);
-    object["sampleTimeBefore"] = before.system.sampleTime;
-    object["sampleTimeAfter"] = after.system.sampleTime;
-    object["method"] = options.method;
-    object["statesBefore"] = before.system.A.rows();
-    object["statesAfter"] = after.system.A.rows();
-    object["largestGainChange"] = nullptr;
-    if (change) {
-        object["largestGainChange"] = *change;
-    }
-    out << object.dump(2) << '\n';
+    JsonValue object;
+    object.add("system", toUtf8(options.system));
+    object.add("converted", toUtf8(options.converted));
+    object.add("inputs", static_cast<int>(before.inputs.size()));
+    object.add("outputs", static_cast<int>(before.outputs.size()));
+    object.add("typeBefore", typeOf(before));
+    object.add("typeAfter", typeOf(after));
+    object.add("sampleTimeBefore", before.system.sampleTime);
+    object.add("sampleTimeAfter", after.system.sampleTime);
+    object.add("method", options.method);
+    object.add("statesBefore", before.system.A.rows());
+    object.add("statesAfter", after.system.A.rows());
+    object.add("largestGainChange", change ? JsonValue(*change) : JsonValue(nullptr));
+    object.print(out);
 }
 
 void run(const ConversionOptions& options, const Console& console) {
@@ -103,43 +99,43 @@ void run(const ConversionOptions& options, const Console& console) {
 }
 
 /// What both commands take.
-void addCommonOptions(CLI::App& command, const std::shared_ptr<ConversionOptions>& options, const Console& console) {
-    addFile(command, "SYSTEM.json", options->system, "The system file")->required();
-    addFile(command, "-o,--output", options->converted, "The system file to be written, JSON")
-        ->required()
-        ->option_text("CONVERTED.json REQUIRED");
+void addCommonOptions(Command& command, const std::shared_ptr<ConversionOptions>& options, const Console& console) {
+    command.addFile("SYSTEM.json", options->system, "The system file").require();
+    command.addFile("-o,--output", options->converted, "The system file to be written, JSON")
+        .require()
+        .showAs("CONVERTED.json REQUIRED");
     command
-        .add_option("--method", options->method,
-                    "zoh: the inputs stay between samples; tustin: the bilinear transform. The default is zoh")
-        ->check(CLI::IsMember({"zoh", "tustin"}))
-        ->option_text("zoh|tustin");
-    addSwitch(command, "--json", options->json, "Print JSON");
-    command.callback([options, console] { run(*options, console); });
+        .addText("--method", options->method,
+                 "zoh: the inputs stay between samples; tustin: the bilinear transform. The default is zoh")
+        .allow({"zoh", "tustin"})
+        .showAs("zoh|tustin");
+    command.addSwitch("--json", options->json, "Print JSON");
+    command.onRun([options, console] { run(*options, console); });
 }
 
 }  // namespace
 
-void addConvertCommand(CLI::App& program, const Console& console) {
+void addConvertCommand(CommandLine& program, const Console& console) {
     const auto options = std::make_shared<ConversionOptions>();
-    CLI::App* command =
-        program.add_subcommand("convert", "Carry a state-space model between continuous and discrete time");
-    command->add_option("--to", options->target, "The time base of the result")
-        ->required()
-        ->check(CLI::IsMember({"continuous", "discrete"}))
-        ->option_text("continuous|discrete REQUIRED");
-    addNumber(*command, "--sample-time", options->sampleTime,
-              "Seconds; the default is the sample time that the system file tells")
-        ->option_text("S");
-    addCommonOptions(*command, options, console);
+    Command command = program.add("convert", "Carry a state-space model between continuous and discrete time");
+    command.addText("--to", options->target, "The time base of the result")
+        .require()
+        .allow({"continuous", "discrete"})
+        .showAs("continuous|discrete REQUIRED");
+    command
+        .addNumber("--sample-time", options->sampleTime,
+                   "Seconds; the default is the sample time that the system file tells")
+        .showAs("S");
+    addCommonOptions(command, options, console);
 }
 
-void addResampleCommand(CLI::App& program, const Console& console) {
+void addResampleCommand(CommandLine& program, const Console& console) {
     const auto options = std::make_shared<ConversionOptions>();
-    CLI::App* command = program.add_subcommand("resample", "Give a discrete state-space model another sample time");
-    addNumber(*command, "--sample-time", options->sampleTime, "The new sample time in seconds")
-        ->required()
-        ->option_text("S REQUIRED");
-    addCommonOptions(*command, options, console);
+    Command command = program.add("resample", "Give a discrete state-space model another sample time");
+    command.addNumber("--sample-time", options->sampleTime, "The new sample time in seconds")
+        .require()
+        .showAs("S REQUIRED");
+    addCommonOptions(command, options, console);
 }
 
 }  // namespace qormath::cli

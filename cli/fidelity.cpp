@@ -10,7 +10,6 @@ namespace qormath::cli {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using QorMathLA::Matrix;
 using QorMathLA::Vector;
 
@@ -148,7 +147,7 @@ std::string described(const std::optional<PairError>& error, const std::string& 
     return formatNumber(error->value, digits) + unit + "  (output " + error->output + ", input " + error->input + ")";
 }
 
-Json objectOf(const std::optional<PairError>& error) {
+JsonValue objectOf(const std::optional<PairError>& error) {
     if (!error) {
         return nullptr;
     }
@@ -178,31 +177,31 @@ void addFidelityFacts(FactTable& table, const Fidelity& fidelity) {
     table.add("largest curve error", described(fidelity.curve, " %"));
 }
 
-void addModelFacts(Json& object, const LTIFIRModel& model) {
-    object["inputs"] = inputCountOf(model);
-    object["outputs"] = outputCountOf(model);
-    object["coefficients"] = model.coefficientCount;
-    object["sampleTime"] = sampleTimeOf(model);
-    object["ramps"] = rampNamesOf(model);
+void addModelFacts(JsonValue& object, const LTIFIRModel& model) {
+    object.add("inputs", inputCountOf(model));
+    object.add("outputs", outputCountOf(model));
+    object.add("coefficients", model.coefficientCount);
+    object.add("sampleTime", sampleTimeOf(model));
+    object.add("ramps", rampNamesOf(model));
 }
 
-void addFidelityFacts(Json& object, const Fidelity& fidelity) {
-    object["largestGainError"] = objectOf(fidelity.gain);
-    object["largestRampRateError"] = objectOf(fidelity.rampRate);
-    object["largestCurveErrorPercent"] = objectOf(fidelity.curve);
+void addFidelityFacts(JsonValue& object, const Fidelity& fidelity) {
+    object.add("largestGainError", objectOf(fidelity.gain));
+    object.add("largestRampRateError", objectOf(fidelity.rampRate));
+    object.add("largestCurveErrorPercent", objectOf(fidelity.curve));
 }
 
 void printReport(std::ostream& out, bool json, const std::vector<NamedFile>& files, const LTIFIRModel& model,
                  int states, const Fidelity& fidelity) {
     if (json) {
-        Json object;
+        JsonValue object;
         for (const NamedFile& file : files) {
-            object[file.key] = toUtf8(file.path);
+            object.add(file.key, toUtf8(file.path));
         }
         addModelFacts(object, model);
-        object["states"] = states;
+        object.add("states", states);
         addFidelityFacts(object, fidelity);
-        out << object.dump(2) << '\n';
+        object.print(out);
         return;
     }
     FactTable table;

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <iosfwd>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <qormath/models/lti_fir_model.hpp>
 
+#include "json_value.hpp"
 #include "system_file.hpp"
 #include "text.hpp"
 
@@ -39,11 +39,11 @@ Fidelity compare(const LTIStateSpaceModel& system, const LTIFIRModel& simulated,
 
 /// What a table, or a JSON object, says about a model.
 void addModelFacts(FactTable& table, const LTIFIRModel& model);
-void addModelFacts(nlohmann::ordered_json& object, const LTIFIRModel& model);
+void addModelFacts(JsonValue& object, const LTIFIRModel& model);
 
 /// What they say of how close a system is. The curve error is in percent; in JSON an error that does not exist is null.
 void addFidelityFacts(FactTable& table, const Fidelity& fidelity);
-void addFidelityFacts(nlohmann::ordered_json& object, const Fidelity& fidelity);
+void addFidelityFacts(JsonValue& object, const Fidelity& fidelity);
 
 /// A file that a command has read or written, by its name in a table and in JSON.
 struct NamedFile {

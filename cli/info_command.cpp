@@ -1,21 +1,18 @@
-#include <CLI/CLI.hpp>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "command_line.hpp"
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
-#include "option_values.hpp"
 #include "text.hpp"
 
 namespace qormath::cli {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using QorMathLA::Matrix;
 using QorMathLA::Vector;
 
@@ -77,41 +74,41 @@ void printTable(std::ostream& out, const std::string& path, const LTIFIRModel& m
     printGains(out, model);
 }
 
-Json gainRows(LTIFIRModel model) {
+JsonValue gainRows(LTIFIRModel model) {
     const Matrix<double> gains = model.GetGain();
-    Json rows = Json::array();
+    JsonValue rows = JsonValue::list();
     for (int j = 0; j < gains.rows(); ++j) {
-        Json row = Json::array();
+        JsonValue row = JsonValue::list();
         for (int i = 0; i < gains.cols(); ++i) {
-            row.push_back(isNullPair(model, j, i) ? Json(nullptr) : Json(gains(j, i)));
+            row.append(isNullPair(model, j, i) ? JsonValue(nullptr) : JsonValue(gains(j, i)));
         }
-        rows.push_back(row);
+        rows.append(row);
     }
     return rows;
 }
 
 void printJson(std::ostream& out, const std::string& path, const LTIFIRModel& model) {
-    Json object;
-    object["model"] = toUtf8(path);
+    JsonValue object;
+    object.add("model", toUtf8(path));
     addModelFacts(object, model);
-    object["horizon"] = model.horizonSeconds;
-    object["nullPairs"] = nullPairCount(model);
-    object["inputNames"] = namesOf(model.inputNames);
-    object["inputDescriptors"] = namesOf(model.inputDescriptors);
-    object["outputNames"] = namesOf(model.outputNames);
-    object["outputDescriptors"] = namesOf(model.outputDescriptors);
-    object["gains"] = gainRows(model);
-    out << object.dump(2) << '\n';
+    object.add("horizon", model.horizonSeconds);
+    object.add("nullPairs", nullPairCount(model));
+    object.add("inputNames", namesOf(model.inputNames));
+    object.add("inputDescriptors", namesOf(model.inputDescriptors));
+    object.add("outputNames", namesOf(model.outputNames));
+    object.add("outputDescriptors", namesOf(model.outputDescriptors));
+    object.add("gains", gainRows(model));
+    object.print(out);
 }
 
 }  // namespace
 
-void addInfoCommand(CLI::App& program, const Console& console) {
+void addInfoCommand(CommandLine& program, const Console& console) {
     const auto options = std::make_shared<InfoOptions>();
-    CLI::App* command = program.add_subcommand("info", "Say what a step-response model file holds");
-    addFile(*command, "MODEL.fir", options->model, "The model file")->required();
-    addSwitch(*command, "--json", options->json, "Print JSON");
-    command->callback([options, console] {
+    Command command = program.add("info", "Say what a step-response model file holds");
+    command.addFile("MODEL.fir", options->model, "The model file").require();
+    command.addSwitch("--json", options->json, "Print JSON");
+    command.onRun([options, console] {
         const LTIFIRModel model = readModelFile(options->model);
         (options->json ? printJson : printTable)(console.out, options->model, model);
     });

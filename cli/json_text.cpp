@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 

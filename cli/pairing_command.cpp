@@ -1,16 +1,15 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include <qormath/numerics/qor_svd_analysis.hpp>
 
+#include "command_line.hpp"
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
@@ -22,7 +21,6 @@ namespace qormath::cli {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using QorMathLA::Matrix;
 using QorMathLA::QorSVDAnalysis;
 using QorMathLA::SVDSubMatrix;
@@ -195,22 +193,23 @@ void printTable(std::ostream& out, const PairingOptions& options, const LTIFIRMo
 
 void printJson(std::ostream& out, const PairingOptions& options, const LTIFIRModel& model, int size,
                const std::vector<Selection>& selections) {
-    Json object;
-    object["model"] = toUtf8(options.model);
-    object["inputs"] = inputCountOf(model);
-    object["outputs"] = outputCountOf(model);
-    object["ramps"] = rampNamesOf(model);
-    object["size"] = size;
-    object["isScaled"] = !options.unscaled;
-    object["conditionLimit"] = options.conditionLimit > 0.0 ? Json(options.conditionLimit) : Json(nullptr);
-    object["selections"] = Json::array();
+    JsonValue object;
+    object.add("model", toUtf8(options.model));
+    object.add("inputs", inputCountOf(model));
+    object.add("outputs", outputCountOf(model));
+    object.add("ramps", rampNamesOf(model));
+    object.add("size", size);
+    object.add("isScaled", !options.unscaled);
+    object.add("conditionLimit", options.conditionLimit > 0.0 ? JsonValue(options.conditionLimit) : JsonValue(nullptr));
+    JsonValue list = JsonValue::list();
     for (const Selection& selection : selections) {
-        object["selections"].push_back({{"outputs", selection.outputs},
-                                        {"inputs", selection.inputs},
-                                        {"conditionNumber", selection.conditionNumber},
-                                        {"rga", selection.rga}});
+        list.append({{"outputs", selection.outputs},
+                     {"inputs", selection.inputs},
+                     {"conditionNumber", selection.conditionNumber},
+                     {"rga", selection.rga}});
     }
-    out << object.dump(2) << '\n';
+    object.add("selections", list);
+    object.print(out);
 }
 
 void run(const PairingOptions& options, const Console& console) {
@@ -228,24 +227,25 @@ std::string checkLimit(const std::string& text) {
 
 }  // namespace
 
-void addPairingCommand(CLI::App& program, const Console& console) {
+void addPairingCommand(CommandLine& program, const Console& console) {
     const auto options = std::make_shared<PairingOptions>();
-    CLI::App* command = program.add_subcommand(
-        "pairing", "Rank selections of as many inputs as outputs by how well their gains are conditioned");
-    addFile(*command, "MODEL.fir", options->model, "The model file")->required();
-    addCount(*command, "--size", options->size, 1,
-             "How many inputs, and outputs, a selection has (default: as many as there are of the fewer)")
-        ->option_text("K");
-    addCount(*command, "--top", options->top, 0, "How many selections to rank, 0 for all (default: 10)")
-        ->option_text("N");
-    addNumber(*command, "--condition-limit", options->conditionLimit,
-              "Rank selections up to this condition number alone (default: all that are not singular)")
-        ->check(checkLimit)
-        ->option_text("X");
-    addSwitch(*command, "--unscaled", options->unscaled,
-              "Take the gains in the units of the model, instead of scaling inputs and outputs");
-    addSwitch(*command, "--json", options->json, "Print JSON");
-    command->callback([options, console] { run(*options, console); });
+    Command command =
+        program.add("pairing", "Rank selections of as many inputs as outputs by how well their gains are conditioned");
+    command.addFile("MODEL.fir", options->model, "The model file").require();
+    command
+        .addCount("--size", options->size, 1,
+                  "How many inputs, and outputs, a selection has (default: as many as there are of the fewer)")
+        .showAs("K");
+    command.addCount("--top", options->top, 0, "How many selections to rank, 0 for all (default: 10)").showAs("N");
+    command
+        .addNumber("--condition-limit", options->conditionLimit,
+                   "Rank selections up to this condition number alone (default: all that are not singular)")
+        .check(checkLimit)
+        .showAs("X");
+    command.addSwitch("--unscaled", options->unscaled,
+                      "Take the gains in the units of the model, instead of scaling inputs and outputs");
+    command.addSwitch("--json", options->json, "Print JSON");
+    command.onRun([options, console] { run(*options, console); });
 }
 
 }  // namespace qormath::cli

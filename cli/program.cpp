@@ -1,6 +1,5 @@
 #include "program.hpp"
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -10,8 +9,8 @@
 #include <vector>
 
 #include <qormath/core/xmsg.hpp>
-#include <qormath/version.hpp>
 
+#include "command_line.hpp"
 #include "commands.hpp"
 #include "program_error.hpp"
 #include "text.hpp"
@@ -22,40 +21,9 @@ namespace {
 
 enum ExitStatus { done = 0, commandFailed = 1, wrongCommandLine = 2 };
 
-void describe(CLI::App& program) {
-    program.description(
-        "Models of multivariable process control: from step-response files to state-space models and back");
-    program.set_version_flag("--version", "qormath " QORMATH_VERSION);
-    program.require_subcommand(1);
-}
-
 ExitStatus report(std::ostream& err, ExitStatus status, const std::string& text) {
     err << "qormath: " << printable(text) << '\n';
     return status;
-}
-
-std::string causeOf(const CLI::ParseError& error, const CLI::App& program) {
-    std::vector<std::string> rest = program.remaining(true);
-    if (rest.size() > 1 && rest.front() == "--") {
-        rest.erase(rest.begin());  // it only says that what follows are names
-    }
-    if (program.get_subcommands().empty()) {
-        return rest.empty() ? "a command is needed" : "there is no command or option '" + rest.front() + "'";
-    }
-    // A word that nothing knows is the reason, too, if the option that it was to be is missed.
-    return rest.empty() ? error.what() : "there is no use for '" + rest.front() + "' here";
-}
-
-/// Runs the command that the arguments tell.
-void parse(CLI::App& program, int argc, const char* const* argv, std::ostream& out) {
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() != 0) {
-            throw;
-        }
-        program.exit(error, out, out);  // help or version
-    }
 }
 
 }  // namespace
@@ -69,8 +37,8 @@ void requirePrinted(const Console& console) {
 }
 
 int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostream& err, bool errIsTerminal) {
-    CLI::App program("", "qormath");
-    describe(program);
+    CommandLine program(
+        "Models of multivariable process control: from step-response files to state-space models and back");
     const Console console{out, err, errIsTerminal};
     addReduceCommand(program, console);
     addInfoCommand(program, console);
@@ -79,15 +47,13 @@ int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostrea
     addConvertCommand(program, console);
     addResampleCommand(program, console);
     addPairingCommand(program, console);
-    // Set last, for a command takes the footer that the program has when it is added.
-    program.footer("'qormath COMMAND --help' describes a command.");
 
     try {
-        parse(program, argc, argv, out);
+        program.run(argc, argv, out);
         requirePrinted(console);
         return done;
-    } catch (const CLI::ParseError& error) {
-        return report(err, wrongCommandLine, causeOf(error, program) + " ('qormath --help' tells more)");
+    } catch (const UsageError& error) {
+        return report(err, wrongCommandLine, error.what());
     } catch (const ProgramError& error) {
         return report(err, commandFailed, error.what());
     } catch (const QorMathLA::xmsg& error) {

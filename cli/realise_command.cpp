@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -6,10 +5,10 @@
 #include <qormath/core/xmsg.hpp>
 
 #include "atomic_file.hpp"
+#include "command_line.hpp"
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
-#include "option_values.hpp"
 #include "program_error.hpp"
 #include "simulation.hpp"
 #include "system_file.hpp"
@@ -118,22 +117,23 @@ void run(const RealiseOptions& options, const Console& console) {
 
 }  // namespace
 
-void addRealiseCommand(CLI::App& program, const Console& console) {
+void addRealiseCommand(CommandLine& program, const Console& console) {
     const auto options = std::make_shared<RealiseOptions>();
-    CLI::App* command = program.add_subcommand(
-        "realise", "Turn step-response curves into a state-space model, and say how close it is");
-    addFile(*command, "MODEL.fir", options->model, "The model file")->required();
-    addFile(*command, "-o,--output", options->system, "The system file to be written, JSON")
-        ->required()
-        ->option_text("SYSTEM.json REQUIRED");
-    addCount(*command, "--order", options->order, 1,
-             "Realise with the N largest singular values, instead of those from 1e-5 times the largest on")
-        ->option_text("N");
-    addSwitch(*command, "--no-retain-gain", options->dropGain, "Leave the steady-state gain as the realisation has it");
-    addSwitch(*command, "--aligned", options->aligned,
-              "Write the model advanced by one sample, whose ordinary step response is the curve");
-    addSwitch(*command, "--json", options->json, "Print JSON");
-    command->callback([options, console] { run(*options, console); });
+    Command command =
+        program.add("realise", "Turn step-response curves into a state-space model, and say how close it is");
+    command.addFile("MODEL.fir", options->model, "The model file").require();
+    command.addFile("-o,--output", options->system, "The system file to be written, JSON")
+        .require()
+        .showAs("SYSTEM.json REQUIRED");
+    command
+        .addCount("--order", options->order, 1,
+                  "Realise with the N largest singular values, instead of those from 1e-5 times the largest on")
+        .showAs("N");
+    command.addSwitch("--no-retain-gain", options->dropGain, "Leave the steady-state gain as the realisation has it");
+    command.addSwitch("--aligned", options->aligned,
+                      "Write the model advanced by one sample, whose ordinary step response is the curve");
+    command.addSwitch("--json", options->json, "Print JSON");
+    command.onRun([options, console] { run(*options, console); });
 }
 
 }  // namespace qormath::cli

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <memory>
 #include <optional>
@@ -10,6 +9,7 @@
 #include <qormath/pipeline/reduce.hpp>
 
 #include "atomic_file.hpp"
+#include "command_line.hpp"
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
@@ -25,7 +25,6 @@ namespace qormath::cli {
 namespace {
 
 using Choice = ReduceOptions::OrderChoice;
-using Json = nlohmann::ordered_json;
 
 // A list of more pairs, or ringers, than this does not help on a terminal; JSON has them all.
 constexpr std::size_t longestList = 5;
@@ -208,59 +207,59 @@ void printTable(std::ostream& out, const ReduceArguments& arguments, const LTIFI
     table.print(out);
 }
 
-Json pairsOf(const std::vector<ReduceResult::Pair>& pairs, const LTIFIRModel& model) {
-    Json list = Json::array();
+JsonValue pairsOf(const std::vector<ReduceResult::Pair>& pairs, const LTIFIRModel& model) {
+    JsonValue list = JsonValue::list();
     for (const ReduceResult::Pair& pair : pairs) {
-        list.push_back(
+        list.append(
             {{"output", toUtf8(model.outputNames[pair.output])}, {"input", toUtf8(model.inputNames[pair.input])}});
     }
     return list;
 }
 
-Json ringersOf(const std::vector<ReduceResult::Ringer>& ringers) {
-    Json list = Json::array();
+JsonValue ringersOf(const std::vector<ReduceResult::Ringer>& ringers) {
+    JsonValue list = JsonValue::list();
     for (const ReduceResult::Ringer& ringer : ringers) {
-        list.push_back({{"dampingRatio", ringer.dampingRatio}, {"period", ringer.period}});
+        list.append({{"dampingRatio", ringer.dampingRatio}, {"period", ringer.period}});
     }
     return list;
 }
 
 void printJson(std::ostream& out, const ReduceArguments& arguments, const LTIFIRModel& model,
                const ReduceResult& result) {
-    Json object;
-    object["model"] = toUtf8(arguments.model);
-    object["reduced"] = toUtf8(arguments.reduced);
+    JsonValue object;
+    object.add("model", toUtf8(arguments.model));
+    object.add("reduced", toUtf8(arguments.reduced));
     if (!arguments.stateSpace.empty()) {
-        object["system"] = toUtf8(arguments.stateSpace);
+        object.add("system", toUtf8(arguments.stateSpace));
     }
     addModelFacts(object, model);
-    object["statesRealised"] = result.statesRealised;
-    object["statesRemoved"] = result.statesRemoved;
-    object["rampStates"] = result.rampStates;
-    object["stableStates"] = result.stableStates;
-    object["delayStates"] = result.delayStates;
-    object["coarseOrder"] = result.coarseOrder;
-    object["fineOrder"] = result.fineOrder;
+    object.add("statesRealised", result.statesRealised);
+    object.add("statesRemoved", result.statesRemoved);
+    object.add("rampStates", result.rampStates);
+    object.add("stableStates", result.stableStates);
+    object.add("delayStates", result.delayStates);
+    object.add("coarseOrder", result.coarseOrder);
+    object.add("fineOrder", result.fineOrder);
     const ReduceOptions options = optionsOf(arguments);
-    object["orderChoice"] = nameOf(options.orderChoice);
-    object["orderAsked"] = options.orderChoice == Choice::byNumber ? options.order : result.orderAsked;
-    object["orderReached"] = result.orderReached;
-    object["gainStates"] = result.gainStates;
+    object.add("orderChoice", nameOf(options.orderChoice));
+    object.add("orderAsked", options.orderChoice == Choice::byNumber ? options.order : result.orderAsked);
+    object.add("orderReached", result.orderReached);
+    object.add("gainStates", result.gainStates);
     if (options.orderChoice == Choice::byCurveTolerance) {
-        object["curveTolerancePercent"] = options.curveTolerance;
-        object["isWithinTolerance"] = result.isWithinTolerance;
-        object["isJudgedWithoutRingers"] = result.isJudgedWithoutRingers;
+        object.add("curveTolerancePercent", options.curveTolerance);
+        object.add("isWithinTolerance", result.isWithinTolerance);
+        object.add("isJudgedWithoutRingers", result.isJudgedWithoutRingers);
     }
-    object["ringers"] = ringersOf(result.ringers);
-    object["clearedPairs"] = pairsOf(result.clearedPairs, model);
-    object["largestClearedPercent"] = result.largestClearedPercent;
+    object.add("ringers", ringersOf(result.ringers));
+    object.add("clearedPairs", pairsOf(result.clearedPairs, model));
+    object.add("largestClearedPercent", result.largestClearedPercent);
     addFidelityFacts(object, fidelityOf(result, model));
-    Json warnings = Json::array();
+    JsonValue warnings = JsonValue::list();
     for (const std::string& warning : result.warnings) {
-        warnings.push_back(toUtf8(warning));
+        warnings.append(toUtf8(warning));
     }
-    object["warnings"] = warnings;
-    out << object.dump(2) << '\n';
+    object.add("warnings", warnings);
+    object.print(out);
 }
 
 void warn(const ReduceArguments& arguments, const ReduceResult& result, const Console& console) {
@@ -307,47 +306,51 @@ void run(const ReduceArguments& arguments, const Console& console) {
     warn(arguments, result, console);
 }
 
-void addOrderOptions(CLI::App& command, ReduceArguments& arguments) {
-    CLI::Option* order =
+void addOrderOptions(Command& command, ReduceArguments& arguments) {
+    const Option order =
         command
-            .add_option("--order", arguments.order,
-                        "States of the result: a number (before those that retain the gain), or the suggestion coarse, "
-                        "middle or fine")
-            ->check(checkOrder)
-            ->option_text("N|coarse|middle|fine");
-    addNumber(command, "--curve-tolerance", arguments.options.curveTolerance,
-              "Find the smallest model whose curves lie within this percentage of each output's peak; the "
-              "default, at 1")
-        ->option_text("PERCENT")
-        ->excludes(order);
+            .addText("--order", arguments.order,
+                     "States of the result: a number (before those that retain the gain), or the suggestion coarse, "
+                     "middle or fine")
+            .check(checkOrder)
+            .showAs("N|coarse|middle|fine");
+    command
+        .addNumber("--curve-tolerance", arguments.options.curveTolerance,
+                   "Find the smallest model whose curves lie within this percentage of each output's peak; the "
+                   "default, at 1")
+        .showAs("PERCENT")
+        .exclude(order);
 }
 
 }  // namespace
 
-void addReduceCommand(CLI::App& program, const Console& console) {
+void addReduceCommand(CommandLine& program, const Console& console) {
     const auto arguments = std::make_shared<ReduceArguments>();
-    CLI::App* command = program.add_subcommand("reduce", "Reduce step-response curves to those of a small clean model");
-    addFile(*command, "MODEL.fir", arguments->model, "The model file")->required();
-    addFile(*command, "-o,--output", arguments->reduced, "The model file to be written")
-        ->required()
-        ->option_text("REDUCED.fir REQUIRED");
-    addOrderOptions(*command, *arguments);
-    addNumber(*command, "--damping", arguments->options.dampingLimit,
-              "Take out oscillating modes with a damping ratio of at most X, 0 to 1")
-        ->option_text("X");
-    addNumber(*command, "--gain-tolerance", arguments->options.gainTolerance,
-              "Leave a gain alone that is off by at most this percentage; a negative one leaves all alone")
-        ->option_text("PERCENT");
-    addSwitch(*command, "--keep-null-pairs", arguments->keepNullPairs,
-              "Leave what the model gives on pairs that have no curve");
-    CLI::Option* stateSpace =
-        addFile(*command, "--state-space", arguments->stateSpace, "Write the state-space model as well, a system file")
-            ->option_text("SYSTEM.json");
-    addSwitch(*command, "--aligned", arguments->aligned,
-              "Write the system advanced by one sample, whose ordinary step response is the curve")
-        ->needs(stateSpace);
-    addSwitch(*command, "--json", arguments->json, "Print JSON");
-    command->callback([arguments, console] { run(*arguments, console); });
+    Command command = program.add("reduce", "Reduce step-response curves to those of a small clean model");
+    command.addFile("MODEL.fir", arguments->model, "The model file").require();
+    command.addFile("-o,--output", arguments->reduced, "The model file to be written")
+        .require()
+        .showAs("REDUCED.fir REQUIRED");
+    addOrderOptions(command, *arguments);
+    command
+        .addNumber("--damping", arguments->options.dampingLimit,
+                   "Take out oscillating modes with a damping ratio of at most X, 0 to 1")
+        .showAs("X");
+    command
+        .addNumber("--gain-tolerance", arguments->options.gainTolerance,
+                   "Leave a gain alone that is off by at most this percentage; a negative one leaves all alone")
+        .showAs("PERCENT");
+    command.addSwitch("--keep-null-pairs", arguments->keepNullPairs,
+                      "Leave what the model gives on pairs that have no curve");
+    const Option stateSpace =
+        command.addFile("--state-space", arguments->stateSpace, "Write the state-space model as well, a system file")
+            .showAs("SYSTEM.json");
+    command
+        .addSwitch("--aligned", arguments->aligned,
+                   "Write the system advanced by one sample, whose ordinary step response is the curve")
+        .need(stateSpace);
+    command.addSwitch("--json", arguments->json, "Print JSON");
+    command.onRun([arguments, console] { run(*arguments, console); });
 }
 
 }  // namespace qormath::cli

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -7,10 +6,10 @@
 #include <qormath/core/xmsg.hpp>
 
 #include "atomic_file.hpp"
+#include "command_line.hpp"
 #include "commands.hpp"
 #include "fidelity.hpp"
 #include "model_file.hpp"
-#include "option_values.hpp"
 #include "program_error.hpp"
 #include "simulation.hpp"
 #include "system_file.hpp"
@@ -78,20 +77,19 @@ void run(const SimulateOptions& options, const Console& console) {
 
 }  // namespace
 
-void addSimulateCommand(CLI::App& program, const Console& console) {
+void addSimulateCommand(CommandLine& program, const Console& console) {
     const auto options = std::make_shared<SimulateOptions>();
-    CLI::App* command = program.add_subcommand(
+    Command command = program.add(
         "simulate", "Turn a state-space model into step-response curves, and compare them with those of a model");
-    addFile(*command, "SYSTEM.json", options->system, "The system file")->required();
-    addFile(*command, "--like", options->reference,
-            "The model file that tells names, ramps, sample time and number of coefficients")
-        ->required()
-        ->option_text("MODEL.fir REQUIRED");
-    addFile(*command, "-o,--output", options->model, "The model file to be written")
-        ->required()
-        ->option_text("OUT.fir REQUIRED");
-    addSwitch(*command, "--json", options->json, "Print JSON");
-    command->callback([options, console] { run(*options, console); });
+    command.addFile("SYSTEM.json", options->system, "The system file").require();
+    command
+        .addFile("--like", options->reference,
+                 "The model file that tells names, ramps, sample time and number of coefficients")
+        .require()
+        .showAs("MODEL.fir REQUIRED");
+    command.addFile("-o,--output", options->model, "The model file to be written").require().showAs("OUT.fir REQUIRED");
+    command.addSwitch("--json", options->json, "Print JSON");
+    command.onRun([options, console] { run(*options, console); });
 }
 
 }  // namespace qormath::cli

@@ -4,24 +4,56 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <ostream>
 
 namespace qormath::cli {
 
 namespace {
 
-bool isUtf8(std::string_view text) {
-    try {
-        nlohmann::json(text).dump();
-        return true;
-    } catch (const nlohmann::json::type_error&) {
-        return false;
-    }
-}
-
 bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
+/// What begins a character of several bytes in UTF-8: the first byte, from one to another, the range of the second, and
+/// how many bytes there are (RFC 3629). What is longer than it must be, a surrogate or beyond U+10FFFF is in no row.
+struct FirstByte {
+    unsigned char from;
+    unsigned char to;
+    unsigned char secondFrom;
+    unsigned char secondTo;
+    std::size_t length;
+};
+constexpr FirstByte firstBytes[] = {
+    {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3}, {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3},
+    {0xEE, 0xEF, 0x80, 0xBF, 3}, {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
+
+/// The bytes of the character of UTF-8 that the text, which is not empty, begins with; 0 if it begins with none.
+std::size_t lengthOfFirst(std::string_view text) {
+    const auto isBetween = [](char byte, unsigned char from, unsigned char to) {
+        return static_cast<unsigned char>(byte) >= from && static_cast<unsigned char>(byte) <= to;
+    };
+    if (isBetween(text[0], 0x00, 0x7F)) {
+        return 1;
+    }
+    for (const FirstByte& row : firstBytes) {
+        if (isBetween(text[0], row.from, row.to) && text.size() >= row.length &&
+            isBetween(text[1], row.secondFrom, row.secondTo)) {
+            const std::string_view rest = text.substr(2, row.length - 2);
+            return std::all_of(rest.begin(), rest.end(), isContinuation) ? row.length : 0;
+        }
+    }
+    return 0;
+}
+
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = lengthOfFirst(text);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
 }
 
 /// The number of characters of a UTF-8 text, which is its width in the scripts that plants are named in.

@@ -166,10 +166,12 @@ TEST(FidelityFacts, NameThePair) {
 TEST(FidelityFacts, AreNullInJsonWhereThereIsNone) {
     Fidelity fidelity;
     fidelity.curve = PairError{0.5, "TEMP", "FEED"};
-    nlohmann::ordered_json object;
+    JsonValue object;
     addFidelityFacts(object, fidelity);
-    EXPECT_EQ(object, nlohmann::ordered_json::parse(
-                          R"({"largestGainError": null, "largestRampRateError": null,
+    std::ostringstream out;
+    object.print(out);
+    EXPECT_EQ(nlohmann::ordered_json::parse(out.str()), nlohmann::ordered_json::parse(
+                                                            R"({"largestGainError": null, "largestRampRateError": null,
                               "largestCurveErrorPercent": {"value": 0.5, "output": "TEMP", "input": "FEED"}})"));
 }
 

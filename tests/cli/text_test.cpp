@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <locale>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 namespace qormath::cli {
@@ -18,6 +19,36 @@ TEST(ToUtf8, TakesOtherBytesForLatin1) {
 
 TEST(ToUtf8, TakesACutCharacterForLatin1) {
     EXPECT_EQ(toUtf8("AB\xC3"), "AB\xC3\x83");
+    EXPECT_EQ(toUtf8("\xE2\x82"), "\xC3\xA2\xC2\x82");
+    EXPECT_EQ(toUtf8("\xF0\x9F\x98"), "\xC3\xB0\xC2\x9F\xC2\x98");
+    EXPECT_EQ(toUtf8("\xE2\x82 A"), "\xC3\xA2\xC2\x82 A");
+}
+
+TEST(ToUtf8, LeavesTheFirstAndTheLastCharacterOfEachLength) {
+    for (const std::string text : {"\x01", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
+                                   "\xEE\x80\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_EQ(toUtf8(text), text);
+    }
+    EXPECT_EQ(toUtf8(std::string(1, '\0')), std::string(1, '\0'));
+}
+
+TEST(ToUtf8, AcceptsWhatTheJsonLibraryAccepts) {
+    // Every first byte and the second ones at which a range begins or ends, followed by what most of them need: what is
+    // let through here must be fit to be printed.
+    for (unsigned first = 0x80; first <= 0xFF; ++first) {
+        for (const unsigned second : {0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xFF}) {
+            for (const std::string rest : {"", "\x80", "\xBF\xBF", "\x80\x80\x80", "a"}) {
+                const std::string text = std::string{static_cast<char>(first), static_cast<char>(second)} + rest;
+                bool isFit = true;
+                try {
+                    nlohmann::json(text).dump();
+                } catch (const nlohmann::json::type_error&) {
+                    isFit = false;
+                }
+                ASSERT_EQ(toUtf8(text) == text, isFit) << first << " " << second << " " << rest.size();
+            }
+        }
+    }
 }
 
 TEST(Printable, ReplacesControlCharactersAndKeepsTheRest) {
