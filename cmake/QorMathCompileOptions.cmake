@@ -17,6 +17,11 @@ if(QORMATH_SANITIZE)
   target_link_options(qormath_compile_options INTERFACE -fsanitize=${qormath_sanitizers})
 endif()
 
+if(QORMATH_FUZZ)
+  # The optimiser's last tenth costs more time than half a minute of runs gains.
+  target_compile_options(qormath_compile_options INTERFACE -fsanitize=fuzzer-no-link -O1)
+endif()
+
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_C_VISIBILITY_PRESET hidden)
