@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cmath>
+
 #include <qormath/conditioning/detail/precision.hpp>
 #include <qormath/conditioning/detail/small_elements.hpp>
 #include <qormath/control/qor_math_control.hpp>
@@ -5,7 +8,19 @@
 
 using QorMathLA::Range;
 
+namespace {
+
+bool isFinite(const QorMathLA::Matrix<double>& matrix) {
+    return std::ranges::all_of(matrix, [](double element) { return std::isfinite(element); });
+}
+
+}  // namespace
+
 void QorMathControl::ShrinkRamps(LTIStateSpaceModel& model, double tolerance) {
+    // Of such a model the staircase form finds nothing controllable, and all its states would go without a word.
+    if (!isFinite(model.A) || !isFinite(model.B) || !isFinite(model.C)) {
+        throw -1;
+    }
     int rank = 0;
     model.ControllabilityForm(rank, tolerance);
     model.ExtractRange(Range(0, rank - 1, 1), true);

@@ -202,7 +202,7 @@ class QORMATH_API QorMathControl {
     ///
     /// Throws the int -1 if a step fails, as at a closed loop with two eigenvalues of sum 0; xmsg 9 for a transposed
     /// operand of the direct solution, xmsg 5 for shapes that do not fit (int -1 from riccatiSchur), xmsg 11 for NaN
-    /// and infinity in r.
+    /// and infinity in r (int -1 from riccatiSchur), the int -1 for them elsewhere.
     ///
     /// Source: A. J. Laub, "A Schur method for solving algebraic Riccati equations", IEEE Trans. Automat. Control 24
     /// (1979); P. Van Dooren, "A generalized eigenvalue approach for solving Riccati equations", SIAM J. Sci. Stat.
@@ -223,7 +223,7 @@ class QORMATH_API QorMathControl {
     /// As ContinuousRiccati, with these differences. riccatiNewton draws the start at random unless useInitial is set.
     /// The iteration goes by Frobenius norms, looks at most at 30 values of x, each before it is improved, and returns
     /// the one with the smallest residual, the start included. A step that fails ends it and is not reported. xmsg 11
-    /// comes for NaN and infinity in r + b' x b at the start.
+    /// comes for NaN and infinity in r + b' x b at the start; those in a, q and s alone leave the start as the result.
     ///
     /// Source: besides those above, G. A. Hewer, "An iterative technique for the computation of the steady state gains
     /// for the discrete optimal regulator", IEEE Trans. Automat. Control 16 (1971); E. K.-W. Chu, H.-Y. Fan, W.-W. Lin,
@@ -250,9 +250,10 @@ class QORMATH_API QorMathControl {
     /// frequency response at w becomes that of the continuous model at (2 / sampleTime) tan(w sampleTime / 2).
     ///
     /// With zeroOrderHold throws xmsg 5 "Matrix appendToRight" or "Matrix appendToBottom" where a and b do not fit, and
-    /// the failures of ExpM. Otherwise throws xmsg 9 for a transposed matrix, and the int -1 if the shapes do not fit,
-    /// sampleTime is zero or not finite, a is not finite, or has an eigenvalue at 2 / sampleTime to working precision;
-    /// the matrices are then unchanged. A model without states stays as it is.
+    /// the failures of ExpM; NaN and infinity, the sample time's too, go into the result. Otherwise throws xmsg 9 for a
+    /// transposed matrix, and the int -1 if the shapes do not fit, sampleTime is zero or not finite, a is not finite,
+    /// or has an eigenvalue at 2 / sampleTime to working precision; the matrices are then unchanged. A model without
+    /// states stays as it is.
     /// Source: C. F. Van Loan, "Computing integrals involving the matrix exponential", IEEE Trans. Autom. Control 23
     /// (1978), 395-404; A. Tustin, "A method of analysing the behaviour of linear systems in terms of time series",
     /// J. IEE 94 (1947), 130-142.
@@ -267,6 +268,8 @@ class QORMATH_API QorMathControl {
     /// grows by their number. An eigenvalue within 0.01 of 1 (an integrator, or a slow pole) meets those of the inputs
     /// there, which the logarithm by itself cannot tell apart: such states are decoupled first, and theirs comes from
     /// the power series of log(1 + x). Eigenvalues elsewhere that lie close together cost digits; see LogM. d stays.
+    ///
+    /// With zeroOrderHold the sample time is not looked at: NaN gives NaN, infinity zeros.
     ///
     /// With zeroOrderHold throws the int -1 if an eigenvalue has a modulus below root, which no continuous model has
     /// (a, b and c are then left balanced, see BalanceABC), and the failures of BalanceABC, SchurDecomposition and
@@ -343,8 +346,8 @@ class QORMATH_API QorMathControl {
 
     /// Splits a model into a stable and an unstable part whose sum is the model's minimal realisation. A pole counts
     /// as unstable from a modulus of 1 + tolerance, in a continuous model from a real part of tolerance; a negative
-    /// tolerance is taken as it stands and moves the limit inwards. The feedthrough stays with the stable part, and is
-    /// lost if no state is stable. stable may be the model itself. No gain is corrected.
+    /// tolerance is taken as it stands and moves the limit inwards; with NaN no pole is unstable. The feedthrough stays
+    /// with the stable part, and is lost if no state is stable. stable may be the model itself. No gain is corrected.
     static void RemoveUnstable(LTIStateSpaceModel& model, LTIStateSpaceModel& stable, LTIStateSpaceModel& unstable,
                                double tolerance);
 
@@ -353,13 +356,18 @@ class QORMATH_API QorMathControl {
     static void RemoveRamps(LTIStateSpaceModel& model, LTIStateSpaceModel& ramps);
 
     /// Cuts a model of marginal modes to its controllable and observable core, clears its feedthrough and sets
-    /// elements below root to zero. In a discrete model every diagonal element of A becomes 1.0.
+    /// elements below root to zero. In a discrete model every diagonal element of A becomes 1.0. Throws the int -1 for
+    /// NaN and infinity in A, B or C, and the model is then unchanged.
     static void ShrinkRamps(LTIStateSpaceModel& model, double tolerance);
 
     /// Adds a small fast parallel model where the steady-state gain differs from targetGain by more than gainTolerance
     /// percent of the target (never less than root, absolutely). The correction of n outputs that need one acts on the
     /// first n outputs of the model. realizationTolerance is the first tolerance of the MinimalRealization of the
     /// sum, which is kept if it saves states. The model must not have a pole at the stability limit.
+    ///
+    /// Throws what gain and MinimalRealization throw. A NaN is no difference: where a gain or its target is NaN the
+    /// element by itself asks for no correction, and one that other elements of its row ask for fails with the int -1,
+    /// as does one for an infinite difference.
     static void RetainGain(LTIStateSpaceModel& model, const Matrix<double>& targetGain, double realizationTolerance,
                            double gainTolerance);
 

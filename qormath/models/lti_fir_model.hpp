@@ -68,8 +68,8 @@ class QORMATH_API LTIFIRModel {
     bool ReadModel(char* fileName);
 
     /// Writes the model as a version 9896 file. False if it cannot be written. Throws the int -1, before the file is
-    /// touched, unless coefficientCount is at least 30 and a multiple of 30, 45, 75 or 105. A text of more than 12
-    /// characters stops the process.
+    /// touched, unless coefficientCount is at least 30 and a multiple of 30, 45, 75 or 105. NaN and infinity are
+    /// written as "nan" and "inf", which ReadModel takes. A text of more than 12 characters stops the process.
     bool WriteModel(char* fileName);
 
     /// Realises the curves as a discrete state-space model, whose simulation by the constructor above gives them back.
@@ -78,7 +78,8 @@ class QORMATH_API LTIFIRModel {
     /// adds an integrator. singularValues, unless null, receives all singular values. Unstable modes are dropped. The
     /// sample time is the integer quotient of horizonSeconds and coefficientCount.
     /// Throws the int -1 for a model of fewer than 10 coefficients and if a step below fails, xmsg 11 "Matrix SVD"
-    /// for curves that are not finite, as of an output without any.
+    /// for curves that are not finite, as of an output without any; the int -1 where only the last coefficient, which
+    /// is the gain, is not finite.
     /// Source: S. Y. Kung, "A new identification and model reduction algorithm via singular value decomposition",
     /// 12th Asilomar Conference (1978).
     LTIStateSpaceModel CreateStateSpaceModel(bool retainGain, int order, QorMathLA::Vector<double>* singularValues);

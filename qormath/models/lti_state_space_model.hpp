@@ -69,7 +69,8 @@ class QORMATH_API LTIStateSpaceModel {
 
     /// Transforms the states, in place, by an orthogonal staircase reduction so that the controllable part, of order
     /// rank, leads. tolerance is that of the rank decisions, relative to the larger norm of A and B; 0 or below means
-    /// n * 2^-53. D is not touched. Throws xmsg 9 if C, B or A is a transposed view.
+    /// n * 2^-53. D is not touched. Throws xmsg 9 if C, B or A is a transposed view. NaN or infinity in A or B leaves
+    /// the model as it is, with rank 0.
     LTIStateSpaceModel& ControllabilityForm(int& rank, double tolerance);
 
     /// As ControllabilityForm for the observable part, by duality. If it throws, the model is left transposed.

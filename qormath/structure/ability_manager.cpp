@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -93,6 +94,10 @@ void AbilityManager::ObservabilityDecomposition() {
 void AbilityManager::ComputeDetectabilityInfo(Vector<int>& flags, int& count, int& unstable) {
     constexpr int maxIterations = 30;
     ObservabilityDecomposition();
+    // Such a pair is left undecomposed: all of it would count as unobservable, though A may be finite.
+    if (!std::ranges::all_of(decomposedC, [](double element) { return std::isfinite(element); })) {
+        throw QorMathLA::xmsg(QorMathLA::NumericFailure, "Matrix balance");
+    }
     const int observable = blockCount < 1 ? 0 : blockSizes(Range(0, blockCount - 1, 1)).sum();
     count = stateCount - observable;
     unstable = 0;

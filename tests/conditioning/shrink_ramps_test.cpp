@@ -1,5 +1,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 #include <support/failures.hpp>
 #include <support/matrix_literals.hpp>
 #include <support/transfer.hpp>
@@ -162,4 +163,20 @@ TEST(ShrinkRamps, RefusesATransposedMatrix) {
     model.B = model.B.transpose();
     qormath::test::expectXmsg([&] { QorMathControl::ShrinkRamps(model, root); }, QorMathLA::TransposedDataAccess,
                               "Matrix: get data for Fortran call");
+}
+
+TEST(ShrinkRamps, OfAModelWithNaNOrInfinityThrowsTheIntMinusOneAndLeavesItAlone) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    for (const double bad : {std::numeric_limits<double>::quiet_NaN(), infinity, -infinity}) {
+        for (const auto member : {&LTIStateSpaceModel::A, &LTIStateSpaceModel::B, &LTIStateSpaceModel::C}) {
+            LTIStateSpaceModel model = twoRamps(discreteSystem);
+            (model.*member)(1, 0) = bad;
+            const LTIStateSpaceModel before(model);
+            qormath::test::expectMinusOne([&] { QorMathControl::ShrinkRamps(model, -1.0); });
+            EXPECT_TRUE(identical(model.A, before.A));
+            EXPECT_TRUE(identical(model.B, before.B));
+            EXPECT_TRUE(identical(model.C, before.C));
+            EXPECT_TRUE(identical(model.D, before.D));
+        }
+    }
 }

@@ -461,6 +461,17 @@ TEST(DetectabilityInfo, OfAMatrixWithNaNFailsInBalancing) {
 
 // ---------------------------------------------------------------- empty triples
 
+TEST(DetectabilityInfo, OfOutputsWithNaNFailsInBalancingToo) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    for (const double bad : {nan, infinity, -infinity}) {
+        AbilityManager manager(matrixOf({{1, 2}, {0, 1}}), zeroMatrix(2, 1), matrixOf({{1, bad}}), 0.0);
+        Vector<int> flags;
+        int count = 0;
+        int unstable = 0;
+        expectXmsg([&] { manager.ComputeDetectabilityInfo(flags, count, unstable); }, 11, "Matrix balance");
+    }
+}
+
 TEST(AbilityManager, GoesThroughWithoutStates) {
     const Matrix<double> none;
     const Matrix<double> stateless(zeroMatrix(0, 0));
