@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include <qormath/control_utility/balanced_truncation.hpp>
@@ -41,36 +42,10 @@ int gramianFactors(const StableSystem& system, HankelDecomposition& result, doub
     return 0;
 }
 
-/// Singular value decomposition of a square matrix, which is kept.
-int decompose(int n, const Matrix& x, Matrix& u, Matrix& values, Matrix& vt) {
-    u = zeros(n, n);
-    vt = zeros(n, n);
-    values.assign(static_cast<std::size_t>(n), 0.0);
-    std::vector<int> indices(static_cast<std::size_t>(n) * 8);
-    Matrix copy = x;
-    Matrix work(1);
-    const auto divide = [&](int length) {
-        return lapack::gesdd('A', n, n, copy.data(), n, values.data(), u.data(), n, vt.data(), n, work.data(), length,
-                             indices.data());
-    };
-    const auto iterate = [&](int length) {
-        return lapack::gesvd('A', 'A', n, n, copy.data(), n, values.data(), u.data(), n, vt.data(), n, work.data(),
-                             length);
-    };
-    const auto withBestLength = [&work](const auto& method) {
-        const int info = method(-1);
-        if (info != 0) {
-            return info;
-        }
-        work.resize(static_cast<std::size_t>(std::max(1.0, work[0])));
-        return method(static_cast<int>(work.size()));
-    };
-    int info = withBestLength(divide);
-    if (info > 0) {
-        copy = x;
-        info = withBestLength(iterate);
-    }
-    return info;
+/// x = op(t) x for an upper triangular t of order n and k columns.
+void multiplyTriangular(Op op, int n, int k, const Matrix& t, Matrix& x) {
+    lapack::trmm(lapack::Side::left, lapack::Triangle::upper, op, lapack::Diagonal::stored, n, k, 1.0, t.data(), n,
+                 x.data(), n);
 }
 
 /// Divides column j of an n by k matrix by the square root of values[j].
@@ -94,12 +69,11 @@ int decomposeHankel(const StableSystem& system, HankelDecomposition& result) {
         return 0;
     }
     Matrix rs = result.s;
-    lapack::trmm(lapack::Side::left, lapack::Triangle::upper, Op::none, lapack::Diagonal::stored, n, n, 1.0,
-                 result.r.data(), n, rs.data(), n);
-    if (!lapack::allFinite(n, n, rs.data(), n) || decompose(n, rs, result.u, result.values, result.vt) != 0) {
+    multiplyTriangular(Op::none, n, n, result.r, rs);
+    if (!lapack::allFinite(n, n, rs.data(), n) || !result.product.decompose(n, std::move(rs))) {
         return 2;
     }
-    result.hsv = result.values;
+    result.hsv = result.product.values();
     for (double& value : result.hsv) {
         value /= scale;
     }
@@ -111,10 +85,12 @@ int truncateBalanced(const HankelDecomposition& hankel, int k, StableSystem& sys
     const int n = system.n;
     const int m = system.m;
     const int p = system.p;
-    Matrix x = product(Op::none, Op::transpose, n, k, n, hankel.s, n, hankel.vt, n);
-    Matrix z = product(Op::transpose, Op::none, n, k, n, hankel.r, n, hankel.u, n);
-    divideByRoots(n, k, hankel.values, x);
-    divideByRoots(n, k, hankel.values, z);
+    Matrix x = hankel.product.right(k);
+    Matrix z = hankel.product.left(k);
+    multiplyTriangular(Op::none, n, k, hankel.s, x);
+    multiplyTriangular(Op::transpose, n, k, hankel.r, z);
+    divideByRoots(n, k, hankel.product.values(), x);
+    divideByRoots(n, k, hankel.product.values(), z);
 
     Matrix e = product(Op::transpose, Op::none, k, k, n, z, n, x, n);
     std::vector<int> pivots(static_cast<std::size_t>(k));

@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include <qormath/control_utility/singular_factors.hpp>
+
 namespace qormath::control_utility {
 
 /// A stable system with its state matrix in real Schur form, packed: a is n by n, b is n by m, c is p by n.
@@ -16,15 +18,13 @@ struct StableSystem {
 };
 
 /// What the square-root method knows of a stable system with the Gramians P = s s' and Q = r' r: the upper triangular
-/// factors s and r (zeros below), the singular value decomposition r s = u diag(values) vt, and the Hankel singular
-/// values hsv, in descending order. hsv is values but where a factor had to be scaled to be representable; s and r are
+/// factors s and r (zeros below), the singular value decomposition of r s, and the Hankel singular values hsv, in
+/// descending order. hsv is the singular values but where a factor had to be scaled to be representable; s and r are
 /// then those of the scaled Gramians. All matrices are n by n and packed.
 struct HankelDecomposition {
     std::vector<double> s;
     std::vector<double> r;
-    std::vector<double> u;
-    std::vector<double> vt;
-    std::vector<double> values;
+    SingularFactors product;
     std::vector<double> hsv;
 };
 
@@ -39,9 +39,9 @@ int decomposeHankel(const StableSystem& system, HankelDecomposition& result);
 /// Replaces the system by its balanced truncation to the k largest Hankel singular values, all of which must be
 /// positive; k is above 0 and at most n. Returns 0, or 1 when the two bases cannot be divided by their product.
 ///
-/// With X = s v_k diag(values_k)^-1/2 and Z = r' u_k diag(values_k)^-1/2, the system becomes E^-1 Z' a X, E^-1 Z' b and
-/// c X, where E = Z' X is the identity but for rounding. A continuous result is balanced: both its Gramians are
-/// diag(hsv_k). Those of a discrete result are below that, by what the states left out passed on.
+/// With r s = u diag(values) v', X = s v_k diag(values_k)^-1/2 and Z = r' u_k diag(values_k)^-1/2, the system becomes
+/// E^-1 Z' a X, E^-1 Z' b and c X, where E = Z' X is the identity but for rounding. A continuous result is balanced:
+/// both its Gramians are diag(hsv_k). Those of a discrete result are below that, by what the states left out passed on.
 ///
 /// Why this projection and not the balancing-free one (orthonormal bases of the same spaces: M. G. Safonov and R. Y.
 /// Chiang, "A Schur method for balanced-truncation model reduction", IEEE Trans. Automat. Control 34 (1989), 729-733;

@@ -178,6 +178,26 @@ inline int gesdd(char job, int m, int n, double* a, int lda, double* s, double* 
                                atLeastOne(ldvt), work, lwork, iwork);
 }
 
+/// Reduces a square matrix to upper bidiagonal form, q b p': d of n and e of n - 1 elements. The reflectors stay in a,
+/// tauq and taup (n elements each).
+inline int gebrd(int n, double* a, int lda, double* d, double* e, double* tauq, double* taup, double* work, int lwork) {
+    return LAPACKE_dgebrd_work(LAPACK_COL_MAJOR, n, n, a, atLeastOne(lda), d, e, tauq, taup, work, lwork);
+}
+
+/// Singular values (descending, in d) and vectors u and vt of an upper bidiagonal matrix, by divide and conquer; work
+/// of 3 n^2 + 4 n, iwork of 8 n. Info above 0: no convergence.
+inline int bdsdc(int n, double* d, double* e, double* u, int ldu, double* vt, int ldvt, double* work, int* iwork) {
+    return LAPACKE_dbdsdc_work(LAPACK_COL_MAJOR, 'U', 'I', n, d, e, u, atLeastOne(ldu), vt, atLeastOne(ldvt), nullptr,
+                               nullptr, work, iwork);
+}
+
+/// c = q c ('Q') or p c ('P'), with the products of n reflectors that gebrd left in a, and c of n by columns.
+inline int ormbr(char which, int n, int columns, const double* a, int lda, const double* tau, double* c, int ldc,
+                 double* work, int lwork) {
+    return LAPACKE_dormbr_work(LAPACK_COL_MAJOR, which, 'L', 'N', n, columns, n, a, atLeastOne(lda), tau, c,
+                               atLeastOne(ldc), work, lwork);
+}
+
 // ---------------------------------------------------------------- eigenvalues and Schur forms
 
 /// Balances a square matrix; job 'S' scales, 'P' permutes, 'B' does both.

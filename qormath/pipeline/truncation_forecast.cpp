@@ -50,9 +50,10 @@ LTIStateSpaceModel balancedRealisation(const LTIStateSpaceModel& model) {
     if (decomposeHankel(system, hankel) != 0) {
         return {};
     }
-    const double smallest = static_cast<double>(system.n) * 0x1p-52 * hankel.values.front();
-    const auto count = std::count_if(hankel.values.begin(), hankel.values.end(),
-                                     [smallest](double value) { return value > smallest; });
+    const std::vector<double>& values = hankel.product.values();
+    const double smallest = static_cast<double>(system.n) * 0x1p-52 * values.front();
+    const auto count =
+        std::count_if(values.begin(), values.end(), [smallest](double value) { return value > smallest; });
     if (count == 0 || truncateBalanced(hankel, static_cast<int>(count), system) != 0) {
         return {};
     }
