@@ -132,9 +132,10 @@ int plainCols(const BasicMatrix<double>& matrix) {
 }
 
 /// target = left + Sign * right for elements that follow each other; the target is a new block, so that nothing
-/// overlaps it.
+/// overlaps it. Not inlined, for compilers then forget that, and add one element at a time.
 template <int Sign>
-void sumColumn(double* __restrict target, const double* left, const double* right, std::ptrdiff_t length) {
+[[gnu::noinline]] void sumColumn(double* __restrict target, const double* left, const double* right,
+                                 std::ptrdiff_t length) {
     for (std::ptrdiff_t i = 0; i < length; ++i) {
         target[i] = summed<Sign>(left[i], right[i]);
     }
