@@ -14,7 +14,9 @@ if(QORMATH_SANITIZE)
   # Lines are all that a report needs of the debug information, and the rest is a third of the time to compile.
   target_compile_options(qormath_compile_options INTERFACE
     -fsanitize=${qormath_sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
-  target_link_options(qormath_compile_options INTERFACE -fsanitize=${qormath_sanitizers})
+  target_link_options(qormath_compile_options INTERFACE -fsanitize=${qormath_sanitizers}
+    # A program in C brings the C++ half of the checks, which the library needs.
+    $<$<AND:$<LINK_LANGUAGE:C>,$<C_COMPILER_ID:Clang>>:-fsanitize-link-c++-runtime;-lstdc++>)
 endif()
 
 if(QORMATH_FUZZ)

@@ -124,10 +124,15 @@ Outcome decouple(System& system, int leading) {
         return partsTooClose;
     }
     // The solution is x / scale, which may be out of range where its products are not.
-    lapack::gemm(Op::none, Op::none, leading, system.m, rest, -1.0 / scale, x.data(), leading,
-                 system.b.data() + leading, n, 1.0, system.b.data(), n);
-    lapack::gemm(Op::none, Op::none, system.p, rest, leading, 1.0 / scale, system.c.data(), system.p, x.data(), leading,
-                 1.0, system.c.data() + cells(leading, system.p), system.p);
+    // Without inputs, or outputs, there is no array to be addressed.
+    if (system.m > 0) {
+        lapack::gemm(Op::none, Op::none, leading, system.m, rest, -1.0 / scale, x.data(), leading,
+                     system.b.data() + leading, n, 1.0, system.b.data(), n);
+    }
+    if (system.p > 0) {
+        lapack::gemm(Op::none, Op::none, system.p, rest, leading, 1.0 / scale, system.c.data(), system.p, x.data(),
+                     leading, 1.0, system.c.data() + cells(leading, system.p), system.p);
+    }
     lapack::laset(leading, rest, 0.0, 0.0, t12, n);
     return allFinite(system) ? success : partsTooClose;
 }

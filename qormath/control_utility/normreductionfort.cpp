@@ -117,8 +117,11 @@ class Balancing {
     }
 
   private:
-    double* rowStart(double* x, int state) const { return x + state; }
-    double* columnStart(double* x, int rows, int state) const { return x + static_cast<std::ptrdiff_t>(state) * rows; }
+    // Without inputs, or outputs, there may be no array, and no address in it.
+    static double* rowStart(double* x, int state) { return x == nullptr ? x : x + state; }
+    static double* columnStart(double* x, int rows, int state) {
+        return x == nullptr ? x : x + static_cast<std::ptrdiff_t>(state) * rows;
+    }
 
     Extent rowOf(int state) {
         parts_.add(rowStart(a_, state), n_, n_, state);

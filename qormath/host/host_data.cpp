@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include <qormath/core/detail/bounded_text.hpp>
 #include <qormath/host/detail/host_data.hpp>
@@ -28,8 +29,10 @@ void freeRecord(VectorRecord* record) {
 
 NewRecord makeRecord(const char* description, const char* units, const double* values, int length) {
     constexpr auto function = "AddVector";
+    if (length < 0) {
+        throw std::bad_array_new_length();
+    }
     NewRecord record(new VectorRecord{});
-    // The size of a negative length wraps around to one that no allocator grants.
     record->values = new float[static_cast<std::size_t>(length)];
     record->length = length;
     if (length > 0) {
