@@ -54,6 +54,12 @@ std::size_t cells(int rows, int columns) {
     return static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
 }
 
+/// The elements from a place on; null where there are none, for then there is no address to be moved.
+template <class Elements>
+auto elementsFrom(Elements& x, std::size_t place) {
+    return x.empty() ? nullptr : x.data() + place;
+}
+
 /// A block of a matrix, packed.
 Matrix block(const double* x, int ldx, int rows, int columns) {
     Matrix result(cells(rows, columns));
@@ -124,15 +130,10 @@ Outcome decouple(System& system, int leading) {
         return partsTooClose;
     }
     // The solution is x / scale, which may be out of range where its products are not.
-    // Without inputs, or outputs, there is no array to be addressed.
-    if (system.m > 0) {
-        lapack::gemm(Op::none, Op::none, leading, system.m, rest, -1.0 / scale, x.data(), leading,
-                     system.b.data() + leading, n, 1.0, system.b.data(), n);
-    }
-    if (system.p > 0) {
-        lapack::gemm(Op::none, Op::none, system.p, rest, leading, 1.0 / scale, system.c.data(), system.p, x.data(),
-                     leading, 1.0, system.c.data() + cells(leading, system.p), system.p);
-    }
+    lapack::gemm(Op::none, Op::none, leading, system.m, rest, -1.0 / scale, x.data(), leading,
+                 elementsFrom(system.b, cells(leading, 1)), n, 1.0, system.b.data(), n);
+    lapack::gemm(Op::none, Op::none, system.p, rest, leading, 1.0 / scale, system.c.data(), system.p, x.data(), leading,
+                 1.0, elementsFrom(system.c, cells(leading, system.p)), system.p);
     lapack::laset(leading, rest, 0.0, 0.0, t12, n);
     return allFinite(system) ? success : partsTooClose;
 }
@@ -145,8 +146,8 @@ StableSystem trailingPart(const System& system, bool discrete, int leading) {
             system.m,
             system.p,
             block(system.a.data() + cells(leading, n) + leading, n, rest, rest),
-            block(system.b.data() + leading, n, rest, system.m),
-            block(system.c.data() + cells(leading, system.p), system.p, system.p, rest)};
+            block(elementsFrom(system.b, cells(leading, 1)), n, rest, system.m),
+            block(elementsFrom(system.c, cells(leading, system.p)), system.p, system.p, rest)};
 }
 
 int countAbove(const Matrix& hsv, double limit) {
@@ -193,8 +194,8 @@ System assemble(const System& decoupled, int leading, const StableSystem& stable
     lapack::lacpy(p, leading, decoupled.c.data(), p, result.c.data(), p);
     if (stable.n > 0) {
         lapack::lacpy(stable.n, stable.n, stable.a.data(), stable.n, result.a.data() + cells(leading, n) + leading, n);
-        lapack::lacpy(stable.n, stable.m, stable.b.data(), stable.n, result.b.data() + leading, n);
-        lapack::lacpy(p, stable.n, stable.c.data(), p, result.c.data() + cells(leading, p), p);
+        lapack::lacpy(stable.n, stable.m, stable.b.data(), stable.n, elementsFrom(result.b, cells(leading, 1)), n);
+        lapack::lacpy(p, stable.n, stable.c.data(), p, elementsFrom(result.c, cells(leading, p)), p);
     }
     return result;
 }
