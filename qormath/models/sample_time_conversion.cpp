@@ -135,21 +135,34 @@ bool allFinite(const Matrix<double>& matrix) {
     return qormath::lapack::allFinite(matrix.rows(), matrix.cols(), matrix.numericData(true), matrix.storedRows);
 }
 
+/// How often m has to be halved before its exponential is finite. Found by bisection: each trial costs as many products
+/// as the norm has binary digits, and there may be hundreds of either.
+int halvingsBeforeExponential(const Matrix<double>& m) {
+    // The largest double halved so often is below 1.
+    constexpr int mostHalvings = std::numeric_limits<double>::max_exponent;
+    // No exponential of a norm below 2^8 overflows.
+    constexpr int safeExponent = 8;
+    const double largestNorm = m.rows() * m.maxAbs();
+    const int exponent = std::isfinite(largestNorm) ? std::ilogb(largestNorm) + 1 : mostHalvings;
+    int tooFew = 0;
+    int enough = std::clamp(exponent - safeExponent, 1, mostHalvings);
+    while (enough - tooFew > 1) {
+        const int trial = tooFew + (enough - tooFew) / 2;
+        (allFinite(QorMathControl::ExpM(m, std::ldexp(1.0, -trial))) ? enough : tooFew) = trial;
+    }
+    return enough;
+}
+
 /// exp(m). ExpM shifts m by its mean eigenvalue, and so overflows where one eigenvalue lies far below the others: a
 /// fast mode of a stiff model. There the exponential of a part of m is squared up, which for a stable model keeps in
 /// range.
 Matrix<double> exponentialOf(const Matrix<double>& m) {
-    // The largest double halved so often is below 1.
-    constexpr int mostHalvings = std::numeric_limits<double>::max_exponent;
     Matrix<double> e = QorMathControl::ExpM(m, 1.0);
-    if (!allFinite(m)) {
+    if (allFinite(e) || !allFinite(m)) {
         return e;
     }
-    int halvings = 0;
-    while (!allFinite(e) && halvings < mostHalvings) {
-        ++halvings;
-        e = QorMathControl::ExpM(m, std::ldexp(1.0, -halvings));
-    }
+    const int halvings = halvingsBeforeExponential(m);
+    e = QorMathControl::ExpM(m, std::ldexp(1.0, -halvings));
     for (int k = 0; k < halvings; ++k) {
         e = e * e;
     }
