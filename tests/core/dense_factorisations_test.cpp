@@ -334,6 +334,15 @@ TEST(Eigenvalues, OfNaNOrInfinityAreAFailure) {
     }
 }
 
+TEST(Eigenvalues, OfAHessenbergMatrixWithNaNOnTheSubdiagonalAreAFailure) {
+    for (const double bad : {notANumber, infinity, -infinity}) {
+        Matrix<double> h = matrixOf({{1.0, 2.0, 3.0}, {4.0, 5.0, 6.0}, {0.0, bad, 7.0}});
+        Vector<double> re;
+        Vector<double> im;
+        expectXmsg([&] { h.hessenbergEigenvalues(re, im, eigenvalueIterations); }, 11, "Hessenburg Matrix eigenvalues");
+    }
+}
+
 TEST(Eigenvalues, StepsOnATransposedMatrixAreRefusedBeforeAnyWork) {
     const std::string message = "Matrix: get data for Fortran call";
     const Matrix<double> a = matrixOf({{1.0, 2.0}, {3.0, 4.0}});

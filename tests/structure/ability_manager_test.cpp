@@ -461,6 +461,22 @@ TEST(DetectabilityInfo, OfAMatrixWithNaNFailsInBalancing) {
 
 // ---------------------------------------------------------------- empty triples
 
+TEST(DetectabilityInfo, FlagsByTheRowsOfTheTransformationNotByItsColumns) {
+    // State 1 is seen, state 2 drives it, state 0 is hidden: Z is a cyclic permutation, and not its own transpose.
+    const Info info = detectabilityInfo(matrixOf({{0.5, 0, 0}, {0, 0, 1}, {0, 0, 0}}), matrixOf({{0, 1, 0}}));
+    EXPECT_EQ(info.count, 1);
+    EXPECT_EQ(info.flags, (std::vector<int>{1, 1, 0}));
+}
+
+TEST(DetectabilityInfo, OfBlockSizesOneShortThrowsTheIntMinusOne) {
+    AbilityManager manager(matrixOf({{1, 2}, {0, 1}}), zeroMatrix(2, 1), matrixOf({{1, 0}}), 0.0);
+    manager.blockSizes = Vector<int>(1);
+    Vector<int> flags;
+    int count = 0;
+    int unstable = 0;
+    expectMinusOne([&] { manager.ComputeDetectabilityInfo(flags, count, unstable); });
+}
+
 TEST(DetectabilityInfo, OfOutputsWithNaNFailsInBalancingToo) {
     const double infinity = std::numeric_limits<double>::infinity();
     for (const double bad : {nan, infinity, -infinity}) {
