@@ -1,7 +1,7 @@
 """Models, files, and the way to other programs."""
 
-import json
 import pickle
+import shutil
 import subprocess
 
 import numpy as np
@@ -131,3 +131,28 @@ def test_scipy_and_mat_files_keep_every_bit(tmp_path):
     assert (back.inputs, back.outputs, back.dt) == (("STEAM",), ("TEMP",), 0.5)
     with pytest.raises(qormath.FileError, match="no struct 'other'"):
         qormath.StateSpace.from_mat(tmp_path / "m.mat", "other")
+
+
+@pytest.mark.skipif(shutil.which("octave-cli") is None, reason="Octave is not installed")
+def test_octave_gives_every_bit_back(models, tmp_path):
+    model = qormath.realise(qormath.FIRModel.from_file(models / "wood_berry.fir")).model.aligned()
+    model.to_mat(tmp_path / "there.mat")
+    subprocess.run(["octave-cli", "--norc", "--eval",
+                    "load there.mat; A = model.A; B = model.B; C = model.C; D = model.D; dt = model.dt; "
+                    "inputs = model.inputs; outputs = model.outputs; curve_offset = model.curve_offset; "
+                    "model = struct('A', A, 'B', B, 'C', C, 'D', D, 'dt', dt, 'curve_offset', curve_offset); "
+                    "model.inputs = inputs; model.outputs = outputs; save -v7 back.mat model"],
+                   check=True, cwd=tmp_path, stdout=subprocess.DEVNULL)
+    back = qormath.StateSpace.from_mat(tmp_path / "back.mat")
+    assert all((x == y).all() for x, y in zip(model.arrays, back.arrays))
+    assert (back.dt, back.inputs, back.outputs) == (model.dt, model.inputs, model.outputs)
+
+
+def test_python_control_steps_along_the_curve(models):
+    control = pytest.importorskip("control")
+    plant = qormath.FIRModel.from_file(models / "wood_berry.fir")
+    model = qormath.realise(plant).model
+    there = model.to_control()
+    assert np.abs(control.dcgain(there) - plant.gain()).max() <= 1e-9 * np.abs(plant.gain()).max()
+    back = qormath.StateSpace.from_control(there)
+    assert all((x == y).all() for x, y in zip(model.aligned().arrays, back.arrays))
