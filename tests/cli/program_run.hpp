@@ -41,8 +41,8 @@ inline void layDownPrivileges() {
         return;
     }
     // Without these two, root may read and write what its owner may.
-    for (const unsigned long capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
-        if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0) {
+    for (const int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+        if (prctl(PR_CAPBSET_DROP, static_cast<unsigned long>(capability), 0, 0, 0) != 0) {
             _exit(cannotDropPrivileges);
         }
     }
