@@ -36,7 +36,7 @@ TEST(ToUtf8, AcceptsWhatTheJsonLibraryAccepts) {
     // Every first byte and the second ones at which a range begins or ends, followed by what most of them need: what is
     // let through here must be fit to be printed.
     for (unsigned first = 0x80; first <= 0xFF; ++first) {
-        for (const unsigned second : {0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xFF}) {
+        for (const unsigned second : {0x00U, 0x7FU, 0x80U, 0x8FU, 0x90U, 0x9FU, 0xA0U, 0xBFU, 0xC0U, 0xFFU}) {
             for (const std::string rest : {"", "\x80", "\xBF\xBF", "\x80\x80\x80", "a"}) {
                 const std::string text = std::string{static_cast<char>(first), static_cast<char>(second)} + rest;
                 bool isFit = true;
