@@ -37,7 +37,7 @@ using Words = std::vector<std::string>;
 constexpr int failed = 1;
 
 /// What a sanitizer needs of address space is beyond every limit.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QORMATH_IS_SANITIZED)
 constexpr bool memoryCanBeLimited = false;
 #else
 constexpr bool memoryCanBeLimited = true;
