@@ -225,9 +225,11 @@ int factorPacked(bool discrete, int n, int m, std::vector<double>& a, std::vecto
         lapack::scal(n, scaling[static_cast<std::size_t>(row)], at(s.data(), n, row, 0), n);
     }
     const double largest = largestElement(n, n, s.data(), n);
+    // Half of the largest number, so that rounding does not take the product beyond it.
+    constexpr double largestFactor = 0.5 * std::numeric_limits<double>::max();
     double factor = size;
-    if (largest > 1.0 && size > std::numeric_limits<double>::max() / largest) {
-        factor = std::numeric_limits<double>::max() / largest;
+    if (largest > 1.0 && size > largestFactor / largest) {
+        factor = largestFactor / largest;
         scale *= factor / size;
     }
     scaleMatrix(n, n, factor, s.data(), n);

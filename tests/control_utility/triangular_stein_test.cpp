@@ -187,6 +187,27 @@ TEST(TriangularStein, ScalesASolutionThatWouldOverflow) {
     }
 }
 
+// Every number is a power of two, so that nothing is rounded: two pivots of 2^-50, one after the other in one leaf.
+TEST(TriangularStein, ScalesWhereTheSolutionOverflowsWithinALeaf) {
+    RawMatrix a(3, 3);
+    a(0, 0) = 0.5;
+    a(1, 1) = a(2, 2) = 1.0 - 0x1p-50;
+    a(1, 2) = 0x1p30;
+    RawMatrix f(2, 2);
+    f(0, 0) = 1.0;
+    RawMatrix c(3, 2);
+    c(0, 0) = c(1, 1) = c(2, 0) = 0x1p900;
+    const Solution solution = solve(a, f, c);
+    EXPECT_EQ(solution.info, 0);
+    ASSERT_GT(solution.scale, 0.0);
+    EXPECT_LT(solution.scale, 0x1p-6);
+    const auto expected = [&](int exponent) { return std::ldexp(solution.scale, exponent); };
+    EXPECT_EQ(solution.x(2, 0), expected(950));
+    EXPECT_EQ(solution.x(1, 0), expected(950) * 0x1p80);
+    EXPECT_EQ(solution.x(0, 0), expected(901));  // solved after the scale was found
+    EXPECT_EQ(solution.x(1, 1), expected(900));  // and before
+}
+
 TEST(TriangularStein, ScalesWhereOnlyTheProductOfTheHalvesWouldOverflow) {
     const int n = 100;
     RawMatrix a = insideDisc(n, 0.0, 17);
