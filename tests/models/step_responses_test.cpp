@@ -6,11 +6,13 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <support/matrix_compare.hpp>
+#include <support/matrix_literals.hpp>
 #include <support/random_matrices.hpp>
 #include <utility>
 #include <vector>
 
 #include <qormath/core/arithmetic.hpp>
+#include <qormath/models/detail/step_curves.hpp>
 #include <qormath/models/detail/step_responses.hpp>
 
 namespace {
@@ -20,6 +22,7 @@ using qormath::models::stepResponsesByPowers;
 using qormath::models::stepResponsesBySample;
 using qormath::test::frobeniusNorm;
 using qormath::test::identical;
+using qormath::test::matrixOf;
 using qormath::test::maxDifference;
 using qormath::test::NormalNumbers;
 using qormath::test::randomMatrix;
@@ -159,6 +162,50 @@ TEST(StepResponses, ThatAreNotFiniteGoByTheRecursion) {
     huge.a.setIdentity();
     huge.b.fill(1e307);  // a hundred times this is too large
     expectRecursion(huge, 121);
+}
+
+QorMathLA::Matrix<QorMathLA::Vector<double>> curvesOf(const System& system, const Matrix<double>& feedthrough,
+                                                      int samples, double largestTable) {
+    QorMathLA::Matrix<QorMathLA::Vector<double>> curves(system.b.cols(), system.c.rows());
+    for (QorMathLA::Vector<double>& curve : curves) {
+        curve = QorMathLA::Vector<double>(samples);
+    }
+    qormath::models::fillStepCurves(curves, system.a, system.b, system.c, feedthrough, samples, largestTable);
+    return curves;
+}
+
+TEST(StepCurves, AreTheResponsesWithTheFeedthrough) {
+    const System lag{matrixOf({{0.5}}), matrixOf({{1.0}}), matrixOf({{2.0}})};
+    for (const double largestTable : {0.0, qormath::models::largestStepTable}) {
+        const auto curves = curvesOf(lag, matrixOf({{10.0}}), 3, largestTable);
+        EXPECT_EQ(curves(0, 0)[0], 12.0);
+        EXPECT_EQ(curves(0, 0)[1], 13.0);
+        EXPECT_EQ(curves(0, 0)[2], 13.5);
+    }
+}
+
+TEST(StepCurves, WithoutATableAreThoseFromATable) {
+    NormalNumbers numbers(8);
+    for (const auto& [inputs, outputs] : {std::pair(1, 1), std::pair(3, 4), std::pair(4, 3)}) {
+        for (const int samples : {1, 7, 8, 9, 50}) {
+            const System system = randomSystem(6, inputs, outputs, 0.9, 1.0, numbers);
+            const Matrix<double> feedthrough = randomMatrix(outputs, inputs, numbers);
+            const Matrix<double> responses = stepResponsesBySample(system.a, system.b, system.c, samples);
+            const auto curves = curvesOf(system, feedthrough, samples, 0.0);
+            const auto fromTable = curvesOf(system, feedthrough, samples, qormath::models::largestStepTable);
+            const double limit = 10.0 * 6 * unitRoundoff * frobeniusNorm(system.c) * largestState(system, samples) +
+                                 10.0 * 6 * unitRoundoff * (frobeniusNorm(feedthrough) + frobeniusNorm(responses));
+            for (int input = 0; input < inputs; ++input) {
+                for (int output = 0; output < outputs; ++output) {
+                    for (int k = 0; k < samples; ++k) {
+                        EXPECT_EQ(curves(input, output)[k],
+                                  responses(output, k * inputs + input) + feedthrough(output, input));
+                        EXPECT_NEAR(fromTable(input, output)[k], curves(input, output)[k], limit);
+                    }
+                }
+            }
+        }
+    }
 }
 
 }  // namespace
