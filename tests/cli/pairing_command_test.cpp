@@ -1,6 +1,7 @@
 #include <cmath>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -212,6 +213,29 @@ TEST(PairingCommand, RefusesNumbersThatMakeNoSense) {
         const ProgramRun run = runQormath({"pairing", path, wrong[0], wrong[1]});
         EXPECT_EQ(run.status, 2) << wrong[0] << " " << wrong[1];
         EXPECT_THAT(run.err, HasSubstr(wrong[0]));
+    }
+}
+
+TEST(PairingCommand, RefusesAModelWithoutInputs) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("none.fir");
+    writeModelFile(path, test::modelOf(0, 2, 30, [](int, int, int) { return 0.0; }));
+    const ProgramRun run = runQormath({"pairing", path});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "qormath: " + path + ": has no inputs, or no outputs, to select from\n");
+}
+
+TEST(PairingCommand, RefusesGainsThatAreNotFinite) {
+    const TemporaryFolder folder;
+    std::string path = folder.file("infinite.fir");
+    for (const double gain : {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+        LTIFIRModel model = test::modelOf(1, 1, 30, [&](int, int, int) { return gain; });
+        ASSERT_TRUE(model.WriteModel(path.data()));
+        const ProgramRun run = runQormath({"pairing", path});
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err, "qormath: " + path + ": has gains that are not finite\n");
     }
 }
 

@@ -1,8 +1,17 @@
+#include "program.hpp"
+
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <new>
+#include <sstream>
+#include <stdexcept>
+#include <streambuf>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include <qormath/core/xmsg.hpp>
 #include <qormath/version.hpp>
 
 #include "program_run.hpp"
@@ -135,6 +144,51 @@ TEST(Program, FailsIfItsResultCannotBePrinted) {
         EXPECT_EQ(run.status, 1);
         EXPECT_EQ(run.err, "qormath: standard output: cannot be written: No space left on device\n");
     }
+}
+
+/// Throws what it is told to as soon as anything is written.
+class ThrowingBuffer : public std::streambuf {
+  public:
+    explicit ThrowingBuffer(std::function<void()> fail) : fail_(std::move(fail)) {}
+
+  protected:
+    int_type overflow(int_type character) override {
+        fail_();
+        return character;
+    }
+    std::streamsize xsputn(const char*, std::streamsize count) override {
+        fail_();
+        return count;
+    }
+
+  private:
+    std::function<void()> fail_;
+};
+
+/// What the program says when its work ends in an exception.
+std::string errorAfter(const std::function<void()>& fail) {
+    ThrowingBuffer buffer(fail);
+    std::ostream out(&buffer);
+    out.exceptions(std::ios::badbit);
+    std::ostringstream err;
+    const std::string model = exampleModel("surge_drum.fir");
+    const char* const words[] = {"qormath", "info", model.c_str()};
+    EXPECT_EQ(runProgram(3, words, out, err), 1);
+    return err.str();
+}
+
+TEST(Program, SaysWhichComputationFailed) {
+    EXPECT_EQ(errorAfter([] { throw QorMathLA::xmsg(QorMathLA::NumericFailure, "Matrix SVD"); }),
+              "qormath: a computation failed: Matrix SVD\n");
+    EXPECT_EQ(errorAfter([] { throw -1; }), "qormath: a computation failed\n");
+}
+
+TEST(Program, SaysThatThereIsNotEnoughMemory) {
+    EXPECT_EQ(errorAfter([] { throw std::bad_alloc(); }), "qormath: there is not enough memory\n");
+}
+
+TEST(Program, SaysWhatAnyOtherExceptionSays) {
+    EXPECT_EQ(errorAfter([] { throw std::runtime_error("the moon is full"); }), "qormath: the moon is full\n");
 }
 
 }  // namespace
