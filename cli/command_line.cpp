@@ -19,7 +19,7 @@ std::string checkNumber(const std::string& text) {
 }
 
 std::string checkFile(const std::string& text) {
-    return text.empty() ? "the name of the file is empty" : "";
+    return text.empty() ? "'' is no name of a file" : "";
 }
 
 std::string checkFileOfOption(const std::string& text) {
@@ -104,6 +104,10 @@ Option Command::addCount(const std::string& name, int& value, int smallest, cons
 Option Command::addFile(const std::string& name, std::string& value, const std::string& description) {
     const bool isOption = name.front() == '-';
     return Option(command_->add_option(name, value, description)->check(isOption ? checkFileOfOption : checkFile));
+}
+
+Option Command::addFiles(const std::string& name, std::vector<std::string>& values, const std::string& description) {
+    return Option(command_->add_option(name, values, description)->check(checkFile));
 }
 
 Option Command::addSwitch(const std::string& name, bool& value, const std::string& description) {

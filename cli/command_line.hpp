@@ -63,6 +63,9 @@ class Command {
     /// another option for its file: there the file has been forgotten.
     Option addFile(const std::string& name, std::string& value, const std::string& description);
 
+    /// An argument without a name that may stand any number of times, each one a file.
+    Option addFiles(const std::string& name, std::vector<std::string>& values, const std::string& description);
+
     /// A flag, which takes no value that would say otherwise.
     Option addSwitch(const std::string& name, bool& value, const std::string& description);
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <string>
 
 namespace qormath::cli {
 
@@ -11,6 +12,7 @@ struct Console {
     std::ostream& out;
     std::ostream& err;
     bool errIsTerminal = false;  ///< somebody may be watching: progress shows there
+    std::string program = {};    ///< the file of the program, for work that takes several processes
 };
 
 /// Throws ProgramError if what has been printed as the result does not reach whoever reads it.

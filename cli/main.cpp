@@ -10,6 +10,9 @@
 
 namespace {
 
+/// The file of this very program, even where it has been replaced by a newer one since.
+constexpr const char* thisProgram = "/proc/self/exe";
+
 /// Gives the standard streams that the caller has closed a number each again, which otherwise the next file would get:
 /// what goes to standard error would end in a result. Each is open in the wrong direction, so that using it fails as
 /// it would without this.
@@ -35,5 +38,5 @@ int main(int argc, char** argv) {
     takeFailuresOfWritingAsErrors();
     qormath::cli::DescriptorBuffer output(STDOUT_FILENO);
     std::ostream out(&output);
-    return qormath::cli::runProgram(argc, argv, out, std::cerr, isatty(STDERR_FILENO) == 1);
+    return qormath::cli::runProgram(argc, argv, out, std::cerr, isatty(STDERR_FILENO) == 1, thisProgram);
 }

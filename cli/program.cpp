@@ -36,20 +36,21 @@ void requirePrinted(const Console& console) {
     }
 }
 
-int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostream& err, bool errIsTerminal) {
-    CommandLine program(
+int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostream& err, bool errIsTerminal,
+               const std::string& program) {
+    CommandLine commands(
         "Models of multivariable process control: from step-response files to state-space models and back");
-    const Console console{out, err, errIsTerminal};
-    addReduceCommand(program, console);
-    addInfoCommand(program, console);
-    addRealiseCommand(program, console);
-    addSimulateCommand(program, console);
-    addConvertCommand(program, console);
-    addResampleCommand(program, console);
-    addPairingCommand(program, console);
+    const Console console{out, err, errIsTerminal, program};
+    addReduceCommand(commands, console);
+    addInfoCommand(commands, console);
+    addRealiseCommand(commands, console);
+    addSimulateCommand(commands, console);
+    addConvertCommand(commands, console);
+    addResampleCommand(commands, console);
+    addPairingCommand(commands, console);
 
     try {
-        program.run(argc, argv, out);
+        commands.run(argc, argv, out);
         requirePrinted(console);
         return done;
     } catch (const UsageError& error) {

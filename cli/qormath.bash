@@ -3,7 +3,7 @@
 _qormath() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local commands='reduce info realise simulate convert resample pairing'
-    local command= word options= values= suffix=
+    local command= word options= values= suffix= dirs=
     COMPREPLY=()
 
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
@@ -17,7 +17,7 @@ _qormath() {
     case $command in
         reduce)
             options='-o --output --order --curve-tolerance --damping --gain-tolerance --keep-null-pairs --state-space'
-            options+=' --aligned --json'
+            options+=' --aligned --out-dir --jobs --resume --json'
             suffix=fir
             ;;
         info) options='--json' suffix=fir ;;
@@ -36,6 +36,8 @@ _qormath() {
         convert:--to) values='continuous discrete' options= suffix= ;;
         *:--method) values='zoh tustin' options= suffix= ;;
         pairing:--size | pairing:--top | pairing:--condition-limit) return ;;
+        *:--out-dir) dirs=yes options= suffix= ;;
+        *:--jobs) return ;;
         *:--order | *:--curve-tolerance | *:--damping | *:--gain-tolerance | *:--sample-time) return ;;
         *:--state-space) options= suffix=json ;;
         simulate:--like) options= suffix=fir ;;
@@ -44,10 +46,14 @@ _qormath() {
     esac
 
     if [[ $current == -* ]]; then
-        values=$options suffix=
+        values=$options suffix= dirs=
     fi
     if [[ -n $values ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$values" -- "$current")
+    fi
+    if [[ -n $dirs ]]; then
+        compopt -o filenames 2>/dev/null
+        mapfile -t COMPREPLY < <(compgen -d -- "$current")
     fi
     if [[ -n $suffix ]]; then
         compopt -o filenames 2>/dev/null

@@ -8,6 +8,7 @@
 #include "atomic_file.hpp"
 #include "command_line.hpp"
 #include "commands.hpp"
+#include "many_models.hpp"
 #include "model_file.hpp"
 #include "reduction_facts.hpp"
 #include "reduction_options.hpp"
@@ -21,6 +22,7 @@ namespace {
 
 struct ReduceArguments {
     std::string model;
+    ManyModels many;  ///< all models of the command line
     std::string reduced;
     std::string stateSpace;
     ReductionOptions reduction;
@@ -84,7 +86,7 @@ void writeOutputs(const ReduceArguments& arguments, const LTIFIRModel& model, co
     });
 }
 
-void run(const ReduceArguments& arguments, const Console& console) {
+void runOne(const ReduceArguments& arguments, const Console& console) {
     const LTIFIRModel model = readModelFile(arguments.model);
     requireOutputs(arguments, model);
     const ReduceResult result = reducedModel(arguments.model, model, arguments.reduction, console);
@@ -92,23 +94,69 @@ void run(const ReduceArguments& arguments, const Console& console) {
     warn(arguments.model, arguments.reduction, result, console);
 }
 
+/// What the options that were left out would have had to be, given the others.
+void requireSense(const ReduceArguments& arguments) {
+    const std::vector<std::string>& models = arguments.many.models;
+    const auto refuse = [](const std::string& cause) {
+        throw UsageError(cause + " ('qormath reduce --help' tells more)");
+    };
+    if (arguments.reduced.empty() && arguments.many.folder.empty()) {
+        refuse("--output is required, or --out-dir for many models");
+    }
+    if (!arguments.reduced.empty() && models.size() > 1) {
+        refuse("there is no use for '" + models[1] + "' here: --output is for one model, --out-dir for many");
+    }
+    if (arguments.aligned && arguments.stateSpace.empty() && arguments.many.folder.empty()) {
+        refuse("--aligned requires --state-space or --out-dir");
+    }
+}
+
+void run(ReduceArguments& arguments, const Console& console) {
+    requireSense(arguments);
+    if (arguments.many.folder.empty()) {
+        arguments.model = arguments.many.models.front();
+        runOne(arguments, console);
+        return;
+    }
+    arguments.many.options = wordsOf(arguments.reduction);
+    if (arguments.aligned) {
+        arguments.many.options.push_back("--aligned");
+    }
+    arguments.many.json = arguments.json;
+    reduceMany(arguments.many, console);
+}
+
+/// Where the results go: into a file, or those of many models into a folder.
+void addOutputOptions(Command& command, ReduceArguments& arguments) {
+    const Option output =
+        command.addFile("-o,--output", arguments.reduced, "The model file to be written, from one model; or:")
+            .showAs("REDUCED.fir");
+    const Option folder =
+        command
+            .addFile("--out-dir", arguments.many.folder,
+                     "Reduce any number of models, each to NAME.fir and the system file NAME.json in this folder")
+            .showAs("DIR")
+            .exclude(output);
+    command.addCount("--jobs", arguments.many.jobs, 1, "How many of them at a time (default: as there are cores)")
+        .showAs("N")
+        .need(folder);
+    command.addSwitch("--resume", arguments.many.resume, "Leave out models whose results stand in the folder")
+        .need(folder);
+    command.addFile("--state-space", arguments.stateSpace, "Write the state-space model as well, a system file")
+        .showAs("SYSTEM.json")
+        .exclude(folder);
+}
+
 }  // namespace
 
 void addReduceCommand(CommandLine& program, const Console& console) {
     const auto arguments = std::make_shared<ReduceArguments>();
     Command command = program.add("reduce", "Reduce step-response curves to those of a small clean model");
-    command.addFile("MODEL.fir", arguments->model, "The model file").require();
-    command.addFile("-o,--output", arguments->reduced, "The model file to be written")
-        .require()
-        .showAs("REDUCED.fir REQUIRED");
+    command.addFiles("MODEL.fir", arguments->many.models, "The model file, or many of them").require();
     addReductionOptions(command, arguments->reduction);
-    const Option stateSpace =
-        command.addFile("--state-space", arguments->stateSpace, "Write the state-space model as well, a system file")
-            .showAs("SYSTEM.json");
-    command
-        .addSwitch("--aligned", arguments->aligned,
-                   "Write the system advanced by one sample, whose ordinary step response is the curve")
-        .need(stateSpace);
+    addOutputOptions(command, *arguments);
+    command.addSwitch("--aligned", arguments->aligned,
+                      "Write the system advanced by one sample, whose ordinary step response is the curve");
     command.addSwitch("--json", arguments->json, "Print JSON");
     command.onRun([arguments, console] { run(*arguments, console); });
 }

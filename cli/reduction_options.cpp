@@ -1,5 +1,7 @@
 #include "reduction_options.hpp"
 
+#include <array>
+#include <charconv>
 #include <ostream>
 
 #include <qormath/core/xmsg.hpp>
@@ -70,6 +72,23 @@ ReduceOptions optionsOf(const ReductionOptions& reduction) {
         options.order = wholeNumber(reduction.order).value_or(0);
     }
     return options;
+}
+
+std::vector<std::string> wordsOf(const ReductionOptions& reduction) {
+    const auto option = [](const std::string& name, double value) {
+        std::array<char, 32> digits;  // the longest shortest decimal of a double has 24
+        char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+        return name + "=" + std::string(digits.data(), end);
+    };
+    std::vector<std::string> words{reduction.order.empty()
+                                       ? option("--curve-tolerance", reduction.options.curveTolerance)
+                                       : "--order=" + reduction.order,
+                                   option("--damping", reduction.options.dampingLimit),
+                                   option("--gain-tolerance", reduction.options.gainTolerance)};
+    if (reduction.keepNullPairs) {
+        words.push_back("--keep-null-pairs");
+    }
+    return words;
 }
 
 ReduceResult reducedModel(const std::string& path, const LTIFIRModel& model, const ReductionOptions& reduction,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <qormath/models/lti_fir_model.hpp>
 #include <qormath/pipeline/reduce.hpp>
@@ -23,6 +24,9 @@ void addReductionOptions(Command& command, ReductionOptions& reduction);
 
 /// What the library is asked for.
 ReduceOptions optionsOf(const ReductionOptions& reduction);
+
+/// The options as words of a command line that says the same.
+std::vector<std::string> wordsOf(const ReductionOptions& reduction);
 
 /// The reduced model, with its progress on the console's line. Throws ProgramError, which names the file, if there is
 /// none.

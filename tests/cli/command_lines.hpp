@@ -27,11 +27,13 @@ struct OptionHelp {
     std::string value;  ///< empty for a flag
     bool isRequired = false;
 
+    bool isFolder() const { return value == "DIR"; }
     bool isFile() const { return value.find('.') != std::string::npos; }
     bool isModel() const { return value.ends_with(".fir"); }
     bool isInput() const { return name.empty() || name == "--like"; }
     bool isOutput() const { return isFile() && !isInput(); }
     bool isChoice() const { return value.find('|') != std::string::npos; }
+    bool isOfManyModels() const { return name == "--out-dir" || name == "--jobs" || name == "--resume"; }
     bool isWholeNumber() const { return value.front() == 'N' || value.front() == 'K'; }
 };
 
@@ -49,7 +51,7 @@ inline ProgramRun runHere(const std::vector<std::string>& arguments) {
     std::ostringstream out;
     std::ostringstream err;
     ProgramRun run;
-    run.status = cli::runProgram(static_cast<int>(words.size()), words.data(), out, err);
+    run.status = cli::runProgram(static_cast<int>(words.size()), words.data(), out, err, false, QORMATH_PROGRAM);
     run.out = out.str();
     run.err = err.str();
     return run;
@@ -80,9 +82,10 @@ inline CommandHelp helpOf(const std::string& command) {
     for (const auto& line : sectionOf(help, "Options:")) {
         OptionHelp option{line[0].substr(line[0].find("--")), "", false};
         const bool isValue = line.size() > 1 && (line[1].find_first_of(".|") != std::string::npos ||
-                                                 line[1] == "PERCENT" || line[1].size() == 1);
+                                                 line[1] == "PERCENT" || line[1] == "DIR" || line[1].size() == 1);
         option.value = isValue ? line[1] : "";
-        option.isRequired = line.size() > 2 && line[2] == "REQUIRED";
+        // reduce asks for this one unless there are many models.
+        option.isRequired = (line.size() > 2 && line[2] == "REQUIRED") || option.name == "--output";
         if (option.name != "--help") {
             result.options.push_back(option);
         }
@@ -125,6 +128,9 @@ class WorkFolder {
         if (option.isInput()) {
             return option.isModel() ? model() : system();
         }
+        if (option.isFolder()) {
+            return file("results");
+        }
         if (option.isFile()) {
             return file(option.isModel() ? "old.fir" : "old.json");
         }
@@ -136,6 +142,10 @@ class WorkFolder {
 
     /// The command with what it needs, apart from the option told.
     std::vector<std::string> wordsWithout(const CommandHelp& command, const std::string& left) const {
+        if (command.name == "reduce" && OptionHelp{left, ""}.isOfManyModels()) {
+            return left == "--out-dir" ? std::vector<std::string>{"reduce", model()}
+                                       : std::vector<std::string>{"reduce", model(), "--out-dir", file("results")};
+        }
         std::vector<std::string> words{command.name};
         for (const OptionHelp& option : command.options) {
             if (!option.isRequired || option.name == left) {

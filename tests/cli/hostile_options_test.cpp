@@ -36,7 +36,7 @@ Words nonsense(const OptionHelp& option) {
                           "1_0",    "1'0", "++1",  "+-1",       "+",     "--1",  "-",    "--json", "1e999",  "-1e999",
                           "1e-999", "1\n", "\xff", "1\xc2\x9b", "$(id)", "%s%n", "true", "NaN()",  "infinit"};
     const Words noCounts{"nan", "inf", "-inf", "1.5", "1e1", "-1", "2147483648", "99999999999999999999"};
-    if (option.isFile()) {
+    if (option.isFile() || option.isFolder()) {
         return {"", "-", "--", "--json", "-x", "=x", "--output"};
     }
     if (option.isWholeNumber()) {
@@ -88,7 +88,7 @@ TEST(HostileOptions, AreRefusedWithValuesThatMakeNoSense) {
 TEST(HostileOptions, AreRefusedWithNumbersThatAreNone) {
     const WorkFolder folder;
     forEachOptionWithValue(folder, [&](const OptionHelp& option, const Words& words) {
-        if (option.isFile() || option.isChoice() || option.isWholeNumber()) {
+        if (option.isFile() || option.isFolder() || option.isChoice() || option.isWholeNumber()) {
             return;
         }
         for (const char* value : {"nan", "-nan", "inf", "-inf", "NAN", "Infinity"}) {

@@ -72,8 +72,9 @@ check() {
     commands=$(commandsOf "$program")
     [ -n "$commands" ] || { echo "the help of $program shows no commands"; return 1; }
     compare "commands: the manual page" "$commands" "$(sed -nE 's/^\.SS //p' "$page" | sort)"
+    # A command stands there once for each way to use it.
     compare "commands: the synopsis" "$commands" \
-        "$(awk '/^\.SY/ { getline; if ($1 == ".B" && $2 ~ /^[a-z]+$/) print $2 }' "$page" | sort)"
+        "$(awk '/^\.SY/ { getline; if ($1 == ".B" && $2 ~ /^[a-z]+$/) print $2 }' "$page" | sort -u)"
     compare "commands: the completion" "$commands" "$(completed "$completion" '')"
     checkOptions qormath '.SH OPTIONS'
     for command in $commands; do
@@ -95,6 +96,9 @@ checkFiles() {
     compare "the model of simulate" "$(printf '%s\n' 'a plant.fir' plants)" \
         "$(completed "$completion" simulate --like '')"
     compare "a system that is written" "$(printf '%s\n' plants system.json)" "$(completed "$completion" realise -o '')"
+    compare "a folder" plants "$(completed "$completion" reduce --out-dir '')"
+    compare "one of many models" "$(printf '%s\n' 'a plant.fir' plants)" \
+        "$(completed "$completion" reduce --out-dir plants '')"
     compare "a number" "" "$(completed "$completion" reduce --damping '')"
     return $differences
 }
