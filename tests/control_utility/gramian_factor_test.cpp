@@ -11,6 +11,7 @@
 #include <qormath/control_utility/gramian_factor.hpp>
 #include <qormath/lapack/lapack.hpp>
 
+#include "support/gramian_factors.hpp"
 #include "support/quasi_triangular.hpp"
 #include "support/raw_matrix.hpp"
 
@@ -18,102 +19,17 @@ namespace {
 
 using namespace qormath;
 using lapack::Op;
+using test::controllability;
+using test::expectUpperWithDiagonalNotNegative;
+using test::Factor;
+using test::gramianOf;
+using test::gramianRatio;
+using test::observability;
 using test::RawMatrix;
+using test::stableMatrix;
+using test::sum;
 
-// Residuals are held to this many n eps norms: a backward stable solution leaves a few.
-constexpr double ratioLimit = 10.0;
-
-struct Factor {
-    int info = 0;
-    double scale = 0.0;
-    RawMatrix upper;
-};
-
-// Calls the kernel on arrays with NaN below the subdiagonal and beyond the leading dimensions, and checks that inputs
-// stay as they are and that nothing is written beyond the result.
-template <typename Kernel>
-Factor callGuarded(Kernel kernel, bool discrete, int n, int other, const RawMatrix& a, const RawMatrix& b) {
-    const int lda = n + 2;
-    const int ldb = b.rows + 3;
-    const int lds = n + 1;
-    const std::vector<double> guardedA = test::guardedQuasiTriangular(a, lda);
-    const std::vector<double> guardedB = test::withGuardRows(b.rows, b.cols, b.elements, ldb);
-    std::vector<double> aIn = guardedA;
-    std::vector<double> bIn = guardedB;
-    std::vector<double> s(test::cells(lds, n), -7.0);
-    Factor factor;
-    factor.info = kernel(discrete, n, other, aIn.data(), lda, bIn.data(), ldb, s.data(), lds, factor.scale);
-    const auto sameBits = [](const std::vector<double>& x, const std::vector<double>& y) {
-        return std::equal(x.begin(), x.end(), y.begin(), y.end(),
-                          [](double u, double v) { return u == v || (std::isnan(u) && std::isnan(v)); });
-    };
-    EXPECT_TRUE(sameBits(aIn, guardedA));
-    EXPECT_TRUE(sameBits(bIn, guardedB));
-    for (int j = 0; j < n; ++j) {
-        EXPECT_EQ(s[test::cells(lds, j) + static_cast<std::size_t>(n)], -7.0);
-    }
-    factor.upper = RawMatrix(n, n);
-    factor.upper.elements = test::packed(n, n, s.data(), lds);
-    return factor;
-}
-
-Factor controllability(bool discrete, const RawMatrix& a, const RawMatrix& b) {
-    return callGuarded(control_utility::controllabilityFactor, discrete, a.rows, b.cols, a, b);
-}
-
-Factor observability(bool discrete, const RawMatrix& a, const RawMatrix& c) {
-    return callGuarded(control_utility::observabilityFactor, discrete, a.rows, c.rows, a, c);
-}
-
-RawMatrix sum(const RawMatrix& a, const RawMatrix& b, double factor = 1.0) {
-    RawMatrix result = a;
-    for (std::size_t k = 0; k < result.elements.size(); ++k) {
-        result.elements[k] += factor * b.elements[k];
-    }
-    return result;
-}
-
-// || a P + P a' + b b' || / (n eps (2 ||a|| ||P|| + ||b b'||)), or of a P a' - P + b b' with (||a||^2 + 1) ||P||. With
-// left true, of the equations with a transposed and b' b.
-double gramianRatio(bool discrete, const RawMatrix& a, const RawMatrix& b, const RawMatrix& gramian, bool left) {
-    const int n = a.rows;
-    const Op plain = left ? Op::transpose : Op::none;
-    const RawMatrix right = left ? product(b, b, Op::transpose, Op::none) : product(b, b, Op::none, Op::transpose);
-    const RawMatrix once = product(a, gramian, plain, Op::none);
-    const double normA = frobeniusNorm(a);
-    RawMatrix residual;
-    double size = 0.0;
-    if (discrete) {
-        residual = sum(sum(product(once, a, Op::none, lapack::opposite(plain)), gramian, -1.0), right);
-        size = (normA * normA + 1.0) * frobeniusNorm(gramian) + frobeniusNorm(right);
-    } else {
-        const RawMatrix other = product(gramian, a, Op::none, lapack::opposite(plain));
-        residual = sum(sum(once, other), right);
-        size = 2.0 * normA * frobeniusNorm(gramian) + frobeniusNorm(right);
-    }
-    const double error = frobeniusNorm(residual);
-    return error == 0.0 ? 0.0 : error / (std::max(1, n) * lapack::machineEpsilon() * size);
-}
-
-RawMatrix gramianOf(const RawMatrix& upper, bool left) {
-    return left ? product(upper, upper, Op::transpose, Op::none) : product(upper, upper, Op::none, Op::transpose);
-}
-
-void expectUpperWithDiagonalNotNegative(const RawMatrix& s) {
-    for (int j = 0; j < s.cols; ++j) {
-        EXPECT_GE(s(j, j), 0.0);
-        for (int i = j + 1; i < s.rows; ++i) {
-            EXPECT_EQ(s(i, j), 0.0);
-        }
-    }
-}
-
-RawMatrix stableMatrix(bool discrete, int n, double pairShare, std::uint64_t seed) {
-    // The coupling keeps the norm of the strictly upper part at the size of the eigenvalues.
-    const double coupling = 1.0 / std::sqrt(std::max(1, n));
-    return discrete ? test::quasiTriangular(n, pairShare, 0.5 * coupling, seed, test::stableDiscrete)
-                    : test::quasiTriangular(n, pairShare, coupling, seed, test::stableContinuous);
-}
+constexpr double ratioLimit = test::gramianRatioLimit;
 
 // ------------------------------------------------------------------------------------ sizes, time bases, pair shares
 
@@ -231,168 +147,6 @@ TEST(GramianFactor, OfObservabilityIsThatOfTheDualSystemReversed) {
             }
         }
     }
-}
-
-// ----------------------------------------------------------------------------------------- accuracy of small elements
-
-struct Poles {
-    std::vector<std::complex<double>> poles;
-    RawMatrix a;
-    RawMatrix b;
-};
-
-// Uncoupled cells with one input; pairs stand where the imaginary part is not zero.
-Poles uncoupled(const std::vector<std::complex<double>>& cells) {
-    Poles system;
-    for (const std::complex<double>& pole : cells) {
-        system.poles.push_back(pole);
-        if (pole.imag() != 0.0) {
-            system.poles.push_back(std::conj(pole));
-        }
-    }
-    const int n = static_cast<int>(system.poles.size());
-    system.a = RawMatrix(n, n);
-    system.b = RawMatrix(n, 1, 1.0);
-    for (int k = 0; k < n; ++k) {
-        const std::complex<double> pole = system.poles[static_cast<std::size_t>(k)];
-        system.a(k, k) = pole.real();
-        if (pole.imag() > 0.0) {
-            system.a(k, k + 1) = pole.imag();
-            system.a(k + 1, k) = -pole.imag();
-        }
-    }
-    return system;
-}
-
-// The Gramian of uncoupled complex modes is a Cauchy matrix, whose determinants are known in closed form. What a cell
-// adds to the determinant of the factor is the product over its poles p, with b of its modes, of
-// |b| / sqrt(q(p)) * prod |p - r| / |h(p, r)| over all later poles r, with q = -2 Re p and h = p + conj(r) in
-// continuous time, q = 1 - |p|^2 and h = 1 - p conj(r) in discrete time. With both rows of b equal to 1, |b| of a mode
-// of a pair is 1.
-double expectedDeterminant(bool discrete, const Poles& system, std::size_t first, std::size_t order) {
-    double determinant = 1.0;
-    for (std::size_t k = first; k < first + order; ++k) {
-        const std::complex<double> p = system.poles[k];
-        const double q = discrete ? (1.0 - std::abs(p)) * (1.0 + std::abs(p)) : -2.0 * p.real();
-        determinant /= std::sqrt(q);
-        for (std::size_t later = k + 1; later < system.poles.size(); ++later) {
-            const std::complex<double> r = system.poles[later];
-            const std::complex<double> h = discrete ? 1.0 - p * std::conj(r) : p + std::conj(r);
-            determinant *= std::abs(p - r) / std::abs(h);
-        }
-    }
-    return determinant;
-}
-
-// The relative error that one rounding of each pole brings to the factors of the expected value, and n roundings
-// besides.
-double expectedError(bool discrete, const Poles& system) {
-    double amplification = static_cast<double>(system.poles.size());
-    for (std::size_t k = 0; k < system.poles.size(); ++k) {
-        const std::complex<double> p = system.poles[k];
-        if (discrete) {
-            amplification += std::norm(p) / ((1.0 - std::abs(p)) * (1.0 + std::abs(p)));
-        }
-        for (std::size_t later = k + 1; later < system.poles.size(); ++later) {
-            const std::complex<double> r = system.poles[later];
-            const std::complex<double> h = discrete ? 1.0 - p * std::conj(r) : p + std::conj(r);
-            amplification += (std::abs(p) + std::abs(r)) * (1.0 / std::abs(p - r) + 1.0 / std::abs(h));
-        }
-    }
-    return ratioLimit * amplification * lapack::machineEpsilon();
-}
-
-void expectKnownDeterminants(bool discrete, const Poles& system, const RawMatrix& scaling) {
-    const int n = system.a.rows;
-    RawMatrix a = system.a;
-    RawMatrix b = system.b;
-    for (int j = 0; j < n; ++j) {
-        b(j, 0) *= scaling(j, 0);
-        for (int i = 0; i < n; ++i) {
-            a(i, j) *= scaling(i, 0) / scaling(j, 0);
-        }
-    }
-    const Factor s = controllability(discrete, a, b);
-    ASSERT_EQ(s.info, 0);
-    for (int k = 0; k < n;) {
-        const int order = system.poles[static_cast<std::size_t>(k)].imag() > 0.0 ? 2 : 1;
-        double determinant = 1.0;
-        for (int row = k; row < k + order; ++row) {
-            determinant *= s.upper(row, row) / scaling(row, 0);
-        }
-        const double expected =
-            expectedDeterminant(discrete, system, static_cast<std::size_t>(k), static_cast<std::size_t>(order));
-        EXPECT_NEAR(determinant / expected, 1.0, expectedError(discrete, system)) << "row " << k;
-        k += order;
-    }
-}
-
-// Rows scaled by powers of 2 up and down, as badly scaled states are; rounding does not see them.
-RawMatrix badScaling(int n) {
-    RawMatrix scaling(n, 1);
-    for (int k = 0; k < n; ++k) {
-        scaling(k, 0) = std::ldexp(1.0, (k * 37) % 81 - 40);
-    }
-    return scaling;
-}
-
-TEST(GramianFactor, KeepsTheRelativeAccuracyOfTinyElementsInContinuousTime) {
-    // With 24 poles the Gramian, a scaled Hilbert matrix, has a condition of about 1e35.
-    std::vector<std::complex<double>> real;
-    for (int k = 1; k <= 24; ++k) {
-        real.emplace_back(-k, 0.0);
-    }
-    for (const auto& cells : {real,
-                              {{-1.0, 1e-7}},
-                              {{-1.0, 0.0}, {-1.0 - 1e-7, 0.0}},
-                              {{-1.0, 2.0}, {-1.5, 2.5}, {-3.0, 0.0}, {-1.0, 1e-3}, {-1e-6, 5.0}}}) {
-        const Poles system = uncoupled(cells);
-        expectKnownDeterminants(false, system, RawMatrix(system.a.rows, 1, 1.0));
-        expectKnownDeterminants(false, system, badScaling(system.a.rows));
-    }
-}
-
-TEST(GramianFactor, KeepsTheRelativeAccuracyOfTinyElementsInDiscreteTime) {
-    std::vector<std::complex<double>> real;
-    for (int k = -9; k <= 9; ++k) {
-        real.emplace_back(0.1 * k, 0.0);
-    }
-    for (const auto& cells : {real,
-                              {{0.5, 1e-7}},
-                              {{-0.5, 1e-7}},
-                              {{0.0, 1e-7}},
-                              {{0.5, 0.0}, {0.5 + 1e-7, 0.0}},
-                              {{0.3, 0.2}, {0.35, 0.25}, {0.0, 0.0}, {-0.9, 1e-3}, {0.0, 0.999999}}}) {
-        const Poles system = uncoupled(cells);
-        expectKnownDeterminants(true, system, RawMatrix(system.a.rows, 1, 1.0));
-        expectKnownDeterminants(true, system, badScaling(system.a.rows));
-    }
-}
-
-TEST(GramianFactor, KeepsATinyHankelSingularValueOfABadlyScaledSystem) {
-    // Two nearly equal poles: the product of the Hankel singular values is the product of the determinants, with
-    // det P = det Q = (p - r)^2 / (4 p r (p + r)^2), while their sum is about 1. The Gramians hold 1e-14 beside 1 and
-    // their product 1e-28.
-    const double p = -1.0;
-    const double r = -1.0 - 1e-7;
-    const double product = (p - r) * (p - r) / (4.0 * p * r * (p + r) * (p + r));
-    RawMatrix a(2, 2);
-    a(0, 0) = p;
-    a(1, 1) = r;
-    RawMatrix b(2, 1);
-    b(0, 0) = 0x1p30;
-    b(1, 0) = 0x1p-35;
-    RawMatrix c(1, 2);
-    c(0, 0) = 0x1p-30;
-    c(0, 1) = 0x1p35;
-    const Factor s = controllability(false, a, b);
-    const Factor q = observability(false, a, c);
-    ASSERT_EQ(s.info + q.info, 0);
-    const std::vector<double> values = test::rawSingularValues(test::product(q.upper, s.upper));
-    const double determinant = s.upper(0, 0) * s.upper(1, 1) * q.upper(0, 0) * q.upper(1, 1);
-    const double smallest = determinant / values[0];
-    EXPECT_NEAR(smallest * values[0] / product, 1.0, 100.0 * lapack::machineEpsilon() / 1e-7);
-    EXPECT_LE(std::abs(values[1] - smallest), 10.0 * lapack::machineEpsilon() * values[0]);
 }
 
 // ----------------------------------------------------------------------------------------------------- special poles
@@ -587,49 +341,6 @@ TEST(GramianFactor, OfZeroInputsIsZero) {
         EXPECT_EQ(controllability(discrete, a, RawMatrix(55, 3)).upper, RawMatrix(55, 55));
         EXPECT_EQ(observability(discrete, a, RawMatrix(3, 55)).upper, RawMatrix(55, 55));
     }
-}
-
-// --------------------------------------------------------------------------------------------------------- range
-
-TEST(GramianFactor, IsProportionalToInputsOfAnySize) {
-    for (const bool discrete : {false, true}) {
-        const int n = 50;
-        const RawMatrix a = stableMatrix(discrete, n, 0.5, 29);
-        test::NormalNumbers numbers(30);
-        RawMatrix b(n, 2);
-        b.elements = numbers.matrix(n, 2);
-        const Factor s = controllability(discrete, a, b);
-        for (const int exponent : {-900, 900}) {
-            RawMatrix far = b;
-            for (double& element : far.elements) {
-                element = std::ldexp(element, exponent);
-            }
-            const Factor t = controllability(discrete, a, far);
-            EXPECT_EQ(t.scale, 1.0);
-            RawMatrix back = t.upper;
-            for (double& element : back.elements) {
-                element = std::ldexp(element, -exponent);
-            }
-            EXPECT_LE(frobeniusNorm(difference(back, s.upper)),
-                      ratioLimit * n * lapack::machineEpsilon() * frobeniusNorm(s.upper));
-        }
-    }
-}
-
-TEST(GramianFactor, ScalesAFactorThatWouldOverflow) {
-    RawMatrix a(2, 2);
-    a(0, 0) = -1e-300;
-    a(1, 1) = -1.0;
-    RawMatrix b(2, 1, 1e200);
-    const Factor s = controllability(false, a, b);
-    ASSERT_EQ(s.info, 0);
-    EXPECT_GT(s.scale, 0.0);
-    EXPECT_LT(s.scale, 1e-40);
-    // The last element of the factor is scale * 1e200 / sqrt(2), and P(0, 0) is scale^2 1e400 / 2e-300.
-    EXPECT_NEAR(s.upper(1, 1) / (s.scale * 1e200 / std::sqrt(2.0)), 1.0, 1e-14);
-    const double row = std::hypot(s.upper(0, 0), s.upper(0, 1));
-    ASSERT_TRUE(std::isfinite(row));
-    EXPECT_NEAR(row / (s.scale * 1e200) * 1e-150 * std::sqrt(2.0), 1.0, 1e-14);
 }
 
 // ------------------------------------------------------------------------------------------------------- failures

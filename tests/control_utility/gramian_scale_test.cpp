@@ -3,30 +3,63 @@
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <support/random_numbers.hpp>
-#include <support/raw_matrix.hpp>
 
-#include <qormath/control_utility/gramian_factor.hpp>
 #include <qormath/lapack/lapack.hpp>
+
+#include "support/gramian_factors.hpp"
+#include "support/random_numbers.hpp"
+#include "support/raw_matrix.hpp"
 
 namespace {
 
 using namespace qormath;
 using test::RawMatrix;
 
-constexpr double ratioLimit = 10.0;
+using test::controllability;
+using test::Factor;
+using test::stableMatrix;
 
-struct Factor {
-    int info = 0;
-    double scale = 0.0;
-    RawMatrix upper;
-};
+constexpr double ratioLimit = test::gramianRatioLimit;
 
-Factor controllability(bool discrete, const RawMatrix& a, const RawMatrix& b) {
-    Factor factor{0, 0.0, RawMatrix(a.rows, a.rows)};
-    factor.info = control_utility::controllabilityFactor(discrete, a.rows, b.cols, a.data(), a.rows, b.data(), b.rows,
-                                                         factor.upper.data(), a.rows, factor.scale);
-    return factor;
+TEST(GramianFactor, IsProportionalToInputsOfAnySize) {
+    for (const bool discrete : {false, true}) {
+        const int n = 50;
+        const RawMatrix a = stableMatrix(discrete, n, 0.5, 29);
+        test::NormalNumbers numbers(30);
+        RawMatrix b(n, 2);
+        b.elements = numbers.matrix(n, 2);
+        const Factor s = controllability(discrete, a, b);
+        for (const int exponent : {-900, 900}) {
+            RawMatrix far = b;
+            for (double& element : far.elements) {
+                element = std::ldexp(element, exponent);
+            }
+            const Factor t = controllability(discrete, a, far);
+            EXPECT_EQ(t.scale, 1.0);
+            RawMatrix back = t.upper;
+            for (double& element : back.elements) {
+                element = std::ldexp(element, -exponent);
+            }
+            EXPECT_LE(frobeniusNorm(difference(back, s.upper)),
+                      ratioLimit * n * lapack::machineEpsilon() * frobeniusNorm(s.upper));
+        }
+    }
+}
+
+TEST(GramianFactor, ScalesAFactorThatWouldOverflow) {
+    RawMatrix a(2, 2);
+    a(0, 0) = -1e-300;
+    a(1, 1) = -1.0;
+    RawMatrix b(2, 1, 1e200);
+    const Factor s = controllability(false, a, b);
+    ASSERT_EQ(s.info, 0);
+    EXPECT_GT(s.scale, 0.0);
+    EXPECT_LT(s.scale, 1e-40);
+    // The last element of the factor is scale * 1e200 / sqrt(2), and P(0, 0) is scale^2 1e400 / 2e-300.
+    EXPECT_NEAR(s.upper(1, 1) / (s.scale * 1e200 / std::sqrt(2.0)), 1.0, 1e-14);
+    const double row = std::hypot(s.upper(0, 0), s.upper(0, 1));
+    ASSERT_TRUE(std::isfinite(row));
+    EXPECT_NEAR(row / (s.scale * 1e200) * 1e-150 * std::sqrt(2.0), 1.0, 1e-14);
 }
 
 // Two states with a margin of stability of 2^-50 each, one of which drives the other, among others at ease. There are
