@@ -9,9 +9,10 @@ namespace qormath::control_utility {
 // zero; nothing below the subdiagonal is read. All its eigenvalues are stable: of negative real part, or when discrete
 // of modulus below 1.
 //
-// scale, in [0, 1], keeps the factor from overflowing; it is 1 unless the factor would be near the largest number, and 0,
-// with a factor of no meaning, where a product on the way to it leaves the range of numbers. Returns 0 on success, 1 when
-// a is not stable, 2 when an argument is not finite. Where the result is not 0, neither factor nor scale is written.
+// scale, in [0, 1], keeps the factor from overflowing; it is 1 unless the factor would be near the largest number, and
+// 0, with a factor of no meaning, where a product on the way to it leaves the range of numbers. Returns 0 on success, 1
+// when a is not stable, 2 when an argument is not finite. Where the result is not 0, neither factor nor scale is
+// written.
 //
 // S. J. Hammarling, "Numerical solution of the stable, non-negative definite Lyapunov equation", IMA J. Numer. Anal. 2,
 // 1982, and "Numerical solution of the discrete-time, convergent, non-negative definite Lyapunov equation", Systems &
