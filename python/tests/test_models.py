@@ -137,7 +137,7 @@ def test_scipy_and_mat_files_keep_every_bit(tmp_path):
 def test_octave_gives_every_bit_back(models, tmp_path):
     model = qormath.realise(qormath.FIRModel.from_file(models / "wood_berry.fir")).model.aligned()
     model.to_mat(tmp_path / "there.mat")
-    subprocess.run(["octave-cli", "--norc", "--eval",
+    subprocess.run(["octave-cli", "--norc", "--no-history", "--eval",
                     "load there.mat; A = model.A; B = model.B; C = model.C; D = model.D; dt = model.dt; "
                     "inputs = model.inputs; outputs = model.outputs; curve_offset = model.curve_offset; "
                     "model = struct('A', A, 'B', B, 'C', C, 'D', D, 'dt', dt, 'curve_offset', curve_offset); "
