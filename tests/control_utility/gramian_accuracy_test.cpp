@@ -1,9 +1,7 @@
 // Small elements of Gramian factors, and small Hankel singular values, against what is known of them.
 
-#include <algorithm>
 #include <cmath>
 #include <complex>
-#include <cstdint>
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -16,12 +14,10 @@
 namespace {
 
 using namespace qormath;
-using lapack::Op;
 using test::controllability;
 using test::Factor;
 using test::observability;
 using test::RawMatrix;
-using test::stableMatrix;
 
 constexpr double ratioLimit = test::gramianRatioLimit;
 

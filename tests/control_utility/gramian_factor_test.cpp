@@ -1,6 +1,4 @@
-#include <algorithm>
 #include <cmath>
-#include <complex>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
