@@ -26,6 +26,7 @@ void addInfoCommand(CommandLine& program, const Console& console);
 void addPairingCommand(CommandLine& program, const Console& console);
 void addRealiseCommand(CommandLine& program, const Console& console);
 void addReduceCommand(CommandLine& program, const Console& console);
+void addReportCommand(CommandLine& program, const Console& console);
 void addResampleCommand(CommandLine& program, const Console& console);
 void addSimulateCommand(CommandLine& program, const Console& console);
 

@@ -26,6 +26,7 @@ class JsonValue {
     JsonValue(const char* text);
     JsonValue(const std::string& text);
     JsonValue(const std::vector<std::string>& texts);
+    JsonValue(const std::vector<double>& numbers);  ///< null for those that are not finite
     JsonValue(std::initializer_list<Field> fields);
     static JsonValue list();
 
@@ -42,6 +43,9 @@ class JsonValue {
 
     /// On lines of its own, indented. Texts are to be UTF-8.
     void print(std::ostream& out) const;
+
+    /// On one line without blanks, as the content of an element script of an HTML page: nothing in it ends the element.
+    std::string scriptText() const;
 
   private:
     std::unique_ptr<nlohmann::ordered_json> value_;

@@ -42,6 +42,7 @@ int runProgram(int argc, const char* const* argv, std::ostream& out, std::ostrea
         "Models of multivariable process control: from step-response files to state-space models and back");
     const Console console{out, err, errIsTerminal, program};
     addReduceCommand(commands, console);
+    addReportCommand(commands, console);
     addInfoCommand(commands, console);
     addRealiseCommand(commands, console);
     addSimulateCommand(commands, console);

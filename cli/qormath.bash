@@ -2,7 +2,7 @@
 
 _qormath() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands='reduce info realise simulate convert resample pairing'
+    local commands='reduce report info realise simulate convert resample pairing'
     local command= word options= values= suffix= dirs=
     COMPREPLY=()
 
@@ -17,7 +17,11 @@ _qormath() {
     case $command in
         reduce)
             options='-o --output --order --curve-tolerance --damping --gain-tolerance --keep-null-pairs --state-space'
-            options+=' --aligned --out-dir --jobs --resume --json'
+            options+=' --aligned --out-dir --jobs --resume --report --json'
+            suffix=fir
+            ;;
+        report)
+            options='-o --output --order --curve-tolerance --damping --gain-tolerance --keep-null-pairs --json'
             suffix=fir
             ;;
         info) options='--json' suffix=fir ;;
@@ -32,7 +36,7 @@ _qormath() {
 
     # What the option before the cursor takes.
     case $command:$previous in
-        reduce:--order) values='coarse middle fine' options= suffix= ;;
+        reduce:--order | report:--order) values='coarse middle fine' options= suffix= ;;
         convert:--to) values='continuous discrete' options= suffix= ;;
         *:--method) values='zoh tustin' options= suffix= ;;
         pairing:--size | pairing:--top | pairing:--condition-limit) return ;;
@@ -40,6 +44,7 @@ _qormath() {
         *:--jobs) return ;;
         *:--order | *:--curve-tolerance | *:--damping | *:--gain-tolerance | *:--sample-time) return ;;
         *:--state-space) options= suffix=json ;;
+        *:--report | report:-o | report:--output) options= suffix=html ;;
         simulate:--like) options= suffix=fir ;;
         reduce:-o | reduce:--output | simulate:-o | simulate:--output) options= suffix=fir ;;
         *:-o | *:--output) options= suffix=json ;;

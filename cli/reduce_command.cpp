@@ -12,6 +12,8 @@
 #include "model_file.hpp"
 #include "reduction_facts.hpp"
 #include "reduction_options.hpp"
+#include "report_data.hpp"
+#include "report_page.hpp"
 #include "simulation.hpp"
 #include "system_file.hpp"
 #include "text.hpp"
@@ -25,6 +27,7 @@ struct ReduceArguments {
     ManyModels many;  ///< all models of the command line
     std::string reduced;
     std::string stateSpace;
+    std::string report;
     ReductionOptions reduction;
     bool aligned = false;
     bool json = false;
@@ -47,6 +50,9 @@ void printTable(std::ostream& out, const ReduceArguments& arguments, const LTIFI
     if (!arguments.stateSpace.empty()) {
         table.add("system", arguments.stateSpace);
     }
+    if (!arguments.report.empty()) {
+        table.add("report", arguments.report);
+    }
     addReductionFacts(table, model, optionsOf(arguments.reduction), result);
     table.print(out);
 }
@@ -58,6 +64,9 @@ void printJson(std::ostream& out, const ReduceArguments& arguments, const LTIFIR
     object.add("reduced", toUtf8(arguments.reduced));
     if (!arguments.stateSpace.empty()) {
         object.add("system", toUtf8(arguments.stateSpace));
+    }
+    if (!arguments.report.empty()) {
+        object.add("report", toUtf8(arguments.report));
     }
     addReductionFacts(object, model, optionsOf(arguments.reduction), result);
     object.print(out);
@@ -72,6 +81,14 @@ void requireOutputs(const ReduceArguments& arguments, const LTIFIRModel& model) 
         requireOtherFile(arguments.stateSpace, arguments.reduced, "the reduced model goes there");
         requireOtherFile(arguments.stateSpace, arguments.model, "the model is read from there");
     }
+    if (!arguments.report.empty()) {
+        requireWritable(arguments.report);
+        requireOtherFile(arguments.report, arguments.reduced, "the reduced model goes there");
+        requireOtherFile(arguments.report, arguments.model, "the model is read from there");
+        if (!arguments.stateSpace.empty()) {
+            requireOtherFile(arguments.report, arguments.stateSpace, "the system goes there");
+        }
+    }
 }
 
 void writeOutputs(const ReduceArguments& arguments, const LTIFIRModel& model, const ReduceResult& result,
@@ -79,6 +96,10 @@ void writeOutputs(const ReduceArguments& arguments, const LTIFIRModel& model, co
     std::vector<FileToWrite> files{modelFile(arguments.reduced, result.curves)};
     if (!arguments.stateSpace.empty()) {
         files.push_back(systemFile(arguments.stateSpace, systemFileOf(arguments, result, model)));
+    }
+    if (!arguments.report.empty()) {
+        files.push_back(textFile(arguments.report, reportPage(reportData(arguments.model, arguments.report, model,
+                                                                         optionsOf(arguments.reduction), result))));
     }
     replaceFiles(files, [&] {
         (arguments.json ? printJson : printTable)(console.out, arguments, model, result);
@@ -113,6 +134,10 @@ void requireSense(const ReduceArguments& arguments) {
 
 void run(ReduceArguments& arguments, const Console& console) {
     requireSense(arguments);
+    if (!arguments.report.empty()) {
+        requireReportPage();
+        arguments.reduction.options.studiesOrders = true;
+    }
     if (arguments.many.folder.empty()) {
         arguments.model = arguments.many.models.front();
         runOne(arguments, console);
@@ -144,6 +169,9 @@ void addOutputOptions(Command& command, ReduceArguments& arguments) {
         .need(folder);
     command.addFile("--state-space", arguments.stateSpace, "Write the state-space model as well, a system file")
         .showAs("SYSTEM.json")
+        .exclude(folder);
+    command.addFile("--report", arguments.report, "Write a page that shows the model and its reduction as well")
+        .showAs("REPORT.html")
         .exclude(folder);
 }
 

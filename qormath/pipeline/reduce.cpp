@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include <qormath/core/xmsg.hpp>
 #include <qormath/pipeline/detail/closeness.hpp>
 #include <qormath/pipeline/detail/order_search.hpp>
+#include <qormath/pipeline/detail/order_study.hpp>
 #include <qormath/pipeline/detail/plant_check.hpp>
 #include <qormath/pipeline/detail/plant_scaling.hpp>
 #include <qormath/pipeline/detail/realised_plant.hpp>
@@ -78,7 +80,10 @@ class Road {
         }
         tell("reducing", 0, 1);
         const int stableOrder = std::clamp(asked - result.rampStates, 0, result.stableStates);
-        return pipeline::closestOf(pipeline::candidatesOf(reduction(options_.dampingLimit), stableOrder, wanted()));
+        Candidate found =
+            pipeline::closestOf(pipeline::candidatesOf(reduction(options_.dampingLimit), stableOrder, wanted()));
+        study(stableOrder, wanted(), result);
+        return found;
     }
 
   private:
@@ -102,6 +107,7 @@ class Road {
         result.delayStates = report[4];
         result.coarseOrder = result.rampStates + report[5];
         result.fineOrder = result.rampStates + report[6];
+        result.middleOrder = (result.coarseOrder + result.fineOrder + 1) / 2;
     }
 
     int orderAsked(const ReduceResult& result) const {
@@ -109,7 +115,7 @@ class Road {
             case Choice::coarse:
                 return result.coarseOrder;
             case Choice::middle:
-                return (result.coarseOrder + result.fineOrder + 1) / 2;
+                return result.middleOrder;
             case Choice::fine:
                 return result.fineOrder;
             default:
@@ -153,7 +159,32 @@ class Road {
             options_.curveTolerance, reduction(options_.dampingLimit), forecast(), result.stableStates,
             {curves, measure_}, [&](int order) { tell("trying orders", order, result.stableStates); });
         result.isWithinTolerance = best.errorPercent <= options_.curveTolerance;
+        study(best.stableOrder, {curves, measure_}, result);
         return best;
+    }
+
+    /// Fills in, if it was asked for, what a choice of the order by eye takes.
+    void study(int chosen, const pipeline::Wanted& judged, ReduceResult& result) const {
+        if (!options_.studiesOrders) {
+            return;
+        }
+        const pipeline::TruncationForecast truncations(realised_, plant_, measure_, options_.gainTolerance);
+        result.hankelSingularValues = truncations.hankelSingularValues();
+        const int highest = result.stableStates;
+        const std::vector<int> marked = {chosen, result.coarseOrder - result.rampStates,
+                                         result.middleOrder - result.rampStates, result.fineOrder - result.rampStates};
+        // At the full order nothing is truncated: the states are not the balanced ones, and the change of the outputs
+        // that restores gains depends on the states.
+        const pipeline::Forecast forecast = [truncation = this->forecast(), highest](int order) {
+            return order < highest ? truncation(order) : std::nullopt;
+        };
+        const std::vector<int> orders = pipeline::ordersToStudy(highest, marked, forecast(1).has_value());
+        result.orderErrors =
+            pipeline::studyOrders(orders, reduction(options_.dampingLimit), forecast, judged,
+                                  [&](int done) { tell("studying orders", done, static_cast<int>(orders.size())); });
+        for (ReduceResult::OrderError& error : result.orderErrors) {
+            error.order += result.rampStates;
+        }
     }
 
     /// Takes more singular values if the usual ones use up too much of the tolerance.
@@ -222,6 +253,12 @@ std::optional<Matrix<double>> gainIfAny(LTIStateSpaceModel& model) {
     }
 }
 
+Matrix<double> unknown(int rows, int cols) {
+    Matrix<double> result(rows, cols);
+    result.fill(std::numeric_limits<double>::quiet_NaN());
+    return result;
+}
+
 /// Compares gains and rates of the result, whose ramps lead, with those of the plant.
 void compareGains(const LTIFIRModel& model, const std::vector<Ending>& endings, const CurveMeasure& measure,
                   ReduceResult& result) {
@@ -237,21 +274,39 @@ void compareGains(const LTIFIRModel& model, const std::vector<Ending>& endings, 
     }
     const std::optional<Matrix<double>> gains = gainIfAny(stable);
     const Matrix<double> wanted = LTIFIRModel(model).GetGain();
+    result.gains = gains ? *gains : unknown(wanted.rows(), wanted.cols());
+    result.gainErrors = unknown(wanted.rows(), wanted.cols());
     LargestError gainError;
     LargestError rateError;
     for (int j = 0; j < wanted.rows(); ++j) {
         const Ending ending = endings[static_cast<std::size_t>(j)];
         const double largestRate = model.rampFlags[j] ? wanted.row(j).maxAbs() : 0.0;
         for (int i = 0; i < wanted.cols(); ++i) {
+            if (model.rampFlags[j] || ending == Ending::rising) {
+                result.gains(j, i) = rates(j, i);
+            }
+            double& error = result.gainErrors(j, i);
             if (largestRate > 0.0) {
-                rateError.add(std::fabs(rates(j, i) - wanted(j, i)) / largestRate, j, i);
+                error = std::fabs(rates(j, i) - wanted(j, i)) / largestRate;
+                rateError.add(error, j, i);
             } else if (gains && !model.rampFlags[j] && ending != Ending::rising) {
-                gainError.add(std::fabs((*gains)(j, i) - wanted(j, i)) / measure.peak(j), j, i);
+                error = std::fabs((*gains)(j, i) - wanted(j, i)) / measure.peak(j);
+                gainError.add(error, j, i);
             }
         }
     }
     result.gainError = gainError.found();
     result.rampRateError = rateError.found();
+}
+
+void compareCurves(const LTIFIRModel& model, const CurveMeasure& measure, ReduceResult& result) {
+    result.curveErrorPercent = measure.largestPercent(result.curves, model);
+    result.curveErrorsPercent = Matrix<double>(model.coefficients.cols(), model.coefficients.rows());
+    for (int j = 0; j < result.curveErrorsPercent.rows(); ++j) {
+        for (int i = 0; i < result.curveErrorsPercent.cols(); ++i) {
+            result.curveErrorsPercent(j, i) = measure.distancePercent(result.curves, model, j, i);
+        }
+    }
 }
 
 }  // namespace
@@ -289,7 +344,7 @@ ReduceResult reduce(const LTIFIRModel& model, const ReduceOptions& options) {
         clearNullPairs(model, measure, result);
     }
     compareGains(model, endings, measure, result);
-    result.curveErrorPercent = measure.largestPercent(result.curves, model);
+    compareCurves(model, measure, result);
     return result;
 }
 

@@ -44,6 +44,9 @@ struct ReduceOptions {
     /// A pair without a curve in the input has none in the resulting curves.
     bool clearNullPairs = true;
 
+    /// Whether the errors of other orders are worked out as well, for a choice by eye.
+    bool studiesOrders = false;
+
     /// Called, unless empty, as the work goes on: what is being done, and how much of it. An exception that it throws
     /// leaves reduce.
     std::function<void(const char* stage, int done, int total)> progress;
@@ -61,6 +64,12 @@ struct ReduceResult {
     struct PairError {
         double value = 0.0;  ///< the error
         Pair pair;           ///< the pair that has it
+    };
+
+    /// The closest that the plant comes at an order.
+    struct OrderError {
+        int order = 0;                   ///< states as orderAsked counts them
+        double curveErrorPercent = 0.0;  ///< the largest of a curve, in percent of the output's largest coefficient
     };
 
     /// A lightly damped mode.
@@ -84,6 +93,7 @@ struct ReduceResult {
     int stableStates = 0;    ///< left to be reduced
     int delayStates = 0;     ///< of those, with an eigenvalue that is zero to rounding
     int coarseOrder = 0;     ///< suggested for the whole
+    int middleOrder = 0;     ///< half way between the two
     int fineOrder = 0;       ///< suggested for the whole
 
     int orderAsked = 0;    ///< states before ringers go and gains are restored, ramps included
@@ -105,6 +115,24 @@ struct ReduceResult {
     std::optional<PairError> rampRateError;
     std::optional<PairError> curveErrorPercent;
     ///@}
+
+    ///@{
+    /// The same a pair, outputs by inputs: the gains of model, on outputs that ramp the rise in a sample; by how much
+    /// they are off, as gainError and rampRateError measure it; and the errors of the curves. NaN where there is
+    /// nothing to compare.
+    QorMathLA::Matrix<double> gains;
+    QorMathLA::Matrix<double> gainErrors;
+    QorMathLA::Matrix<double> curveErrorsPercent;
+    ///@}
+
+    /// Hankel singular values of the stable part of the plant that was reduced, the largest first, with outputs and
+    /// inputs scaled to a peak of about 1. Empty unless orders were studied, and where they cannot be computed.
+    std::vector<double> hankelSingularValues;
+
+    /// Errors against order, orders rising, before null pairs are cleared; empty unless asked for. Not every order is
+    /// there in a plant of many states, but those suggested, the one reached and the highest are. Where the two ways to
+    /// restore gains differ, it is the smaller error, which need not be the one of the way that was taken.
+    std::vector<OrderError> orderErrors;
 
     /// False if a curve tolerance was asked for and no order keeps it; the model is then the closest one.
     bool isWithinTolerance = true;
@@ -133,7 +161,7 @@ struct ReduceResult {
 ///
 /// Cost: a singular value decomposition of min(30, max(10, coefficientCount / 3)) rows an output (two if the tolerance
 /// asks for more singular values than the usual ones), and of order n^2 times the number of coefficients for
-/// each order that is tried on n realised states.
+/// each order that is tried on n realised states. A study of the orders tries up to a hundred or so.
 QORMATH_API ReduceResult reduce(const LTIFIRModel& model, const ReduceOptions& options);
 
 }  // namespace qormath

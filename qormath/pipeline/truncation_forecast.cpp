@@ -32,7 +32,8 @@ std::vector<double> elementsOf(const Matrix<double>& matrix) {
 }
 
 /// The model in balanced coordinates, cut to the positive Hankel singular values; without states if that fails.
-LTIStateSpaceModel balancedRealisation(const LTIStateSpaceModel& model) {
+/// hankelSingularValues becomes all of them, where there are any.
+LTIStateSpaceModel balancedRealisation(const LTIStateSpaceModel& model, std::vector<double>& hankelSingularValues) {
     Matrix<double> t;
     Matrix<double> q;
     Vector<double> wr;
@@ -50,6 +51,7 @@ LTIStateSpaceModel balancedRealisation(const LTIStateSpaceModel& model) {
     if (decomposeHankel(system, hankel) != 0) {
         return {};
     }
+    hankelSingularValues = hankel.hsv;
     const std::vector<double>& values = hankel.product.values();
     const double smallest = static_cast<double>(system.n) * 0x1p-52 * values.front();
     const auto count =
@@ -74,7 +76,7 @@ TruncationForecast::TruncationForecast(const RealisedPlant& plant, const LTIFIRM
         return;
     }
     try {
-        balanced_ = balancedRealisation(plant.stable);
+        balanced_ = balancedRealisation(plant.stable, hankelSingularValues_);
     } catch (int) {
         // No forecast, then.
     }

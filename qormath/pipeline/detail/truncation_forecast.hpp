@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include <qormath/models/lti_fir_model.hpp>
 #include <qormath/pipeline/detail/closeness.hpp>
@@ -21,6 +22,9 @@ class TruncationForecast {
     /// error of the truncation. Empty where it cannot be told: for order 0, and where the balanced realisation fails.
     std::optional<double> errorPercent(int stableOrder) const;
 
+    /// Of the plant's stable part, the largest first; empty where they cannot be computed.
+    const std::vector<double>& hankelSingularValues() const { return hankelSingularValues_; }
+
   private:
     double errorOf(const LTIStateSpaceModel& stable, const QorMathLA::Matrix<double>& lagGains) const;
 
@@ -28,6 +32,7 @@ class TruncationForecast {
     const LTIFIRModel& wanted_;
     const CurveMeasure& measure_;
     double gainTolerance_;
+    std::vector<double> hankelSingularValues_;
     LTIStateSpaceModel balanced_;  ///< as many states as there are positive Hankel singular values
 };
 
