@@ -197,7 +197,7 @@ function drawOrderErrors() {
         series: [
             { label: "order" },
             line("error, %", "original", { points: markers(6) }),
-            line("tolerance, %", "reduced", { dash: [6, 4], width: 1.5 }),
+            line("tolerance, %", "faint", { dash: [6, 4], width: 1.5 }),
         ],
     }, [orders, positive(errors), orders.map(() => data.tolerancePercent)], holder));
 }

@@ -17,6 +17,7 @@
 #include "models.hpp"
 #include "program.hpp"
 #include "program_run.hpp"
+#include "report_page.hpp"
 #include "system_file.hpp"
 
 namespace qormath::test {
@@ -86,17 +87,20 @@ inline CommandHelp helpOf(const std::string& command) {
         option.value = isValue ? line[1] : "";
         // reduce asks for this one unless there are many models.
         option.isRequired = (line.size() > 2 && line[2] == "REQUIRED") || option.name == "--output";
-        if (option.name != "--help") {
+        if (option.name != "--help" && (option.name != "--report" || cli::hasReportPage())) {
             result.options.push_back(option);
         }
     }
     return result;
 }
 
+/// A build without the page of a report refuses all that asks for one, which is left out.
 inline std::vector<CommandHelp> everyCommand() {
     std::vector<CommandHelp> commands;
     for (const auto& line : sectionOf(runHere({"--help"}).out, "Subcommands:")) {
-        commands.push_back(helpOf(line[0]));
+        if (line[0] != "report" || cli::hasReportPage()) {
+            commands.push_back(helpOf(line[0]));
+        }
     }
     if (commands.empty()) {
         throw std::runtime_error("the help shows no command");

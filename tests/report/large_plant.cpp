@@ -1,5 +1,5 @@
-// Writes the model file of a large plant: first-order lags with dead time and some ringing on three pairs of four, two
-// ramps, 25 inputs, 40 outputs, 120 coefficients. The first names are markup, which a page must not take them for.
+// Writes the model file of a large plant: first-order lags with dead time and some overshoot on three pairs of four,
+// two ramps, 25 inputs, 40 outputs, 120 coefficients. The first names are markup, which a page must not take them for.
 
 #include <cmath>
 #include <iostream>
@@ -18,10 +18,10 @@ constexpr int inputs = 25;
 constexpr int outputs = 40;
 constexpr int coefficientCount = 120;
 
-Vector<double> curve(qormath::test::NormalNumbers& numbers, bool isRamp) {
+/// The lag is of the output, as that of a vessel is: with one of its own for each pair there would be 400 states.
+Vector<double> curve(qormath::test::NormalNumbers& numbers, double lag, bool isRamp) {
     const double gain = numbers.uniform(-2.0, 2.0);
-    const double lag = numbers.uniform(3.0, 15.0);
-    const int delay = numbers.integer(0, 8);
+    const int delay = numbers.integer(0, 2);
     const double overshoot = numbers.uniform() < 0.2 ? numbers.uniform(0.2, 0.8) : 0.0;
     Vector<double> result(coefficientCount + 1);
     for (int k = 0; k <= coefficientCount; ++k) {
@@ -49,9 +49,10 @@ LTIFIRModel largePlant() {
     Vector<bool> ramps(outputs);
     for (int j = 0; j < outputs; ++j) {
         ramps[j] = j == 7 || j == 31;
+        const double lag = numbers.uniform(3.0, 15.0);
         for (int i = 0; i < inputs; ++i) {
             if (i == j % inputs || numbers.uniform() < 0.75) {
-                curves(i, j) = curve(numbers, ramps[j]);
+                curves(i, j) = curve(numbers, lag, ramps[j]);
             }
         }
     }
