@@ -28,8 +28,8 @@ if(NOT build_report)
 
 namespace qormath::cli::report_page_parts {
 
-const std::string_view beforeData\;
-const std::string_view afterData\;
+const std::string_view beforeData{};
+const std::string_view afterData{};
 
 }  // namespace qormath::cli::report_page_parts
 " @ONLY)
@@ -40,7 +40,13 @@ endif()
 set(report_folder ${CMAKE_CURRENT_LIST_DIR})
 if(QORMATH_UPLOT_DIR)
   set(uplot ${QORMATH_UPLOT_DIR})
-  set(uplot_files)
+  set(uplot_files dist/uPlot.iife.min.js dist/uPlot.min.css LICENSE)
+  list(TRANSFORM uplot_files PREPEND ${uplot}/)
+  foreach(file IN LISTS uplot_files)
+    if(NOT EXISTS ${file})
+      message(FATAL_ERROR "QORMATH_UPLOT_DIR is to name an unpacked npm package uplot, and there is no ${file}")
+    endif()
+  endforeach()
 elseif(NPM_PROGRAM)
   # npm works where the lock file lies, and that is to be the build tree.
   set(npm_folder ${CMAKE_CURRENT_BINARY_DIR}/npm)
