@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <qormath/numerics/qor_svd_analysis.hpp>
+#include <qormath/pipeline/unit_factors.hpp>
 
 #include "command_line.hpp"
 #include "commands.hpp"
@@ -41,66 +42,6 @@ struct Selection {
     double conditionNumber;
     double rga;
 };
-
-/// Logarithms of the gains that are not 0, and for each input the logarithm of its factor.
-class LogarithmicFit {
-  public:
-    explicit LogarithmicFit(const Matrix<double>& gain)
-        : gain_(gain), rows_(static_cast<std::size_t>(gain.rows())), cols_(static_cast<std::size_t>(gain.cols())) {}
-
-    /// One step of each: all outputs for the inputs as they are, then all inputs. The largest change of an input.
-    double improve() {
-        for (int i = 0; i < gain_.rows(); ++i) {
-            rows_[index(i)] = balance(i, true);
-        }
-        double largestChange = 0.0;
-        for (int j = 0; j < gain_.cols(); ++j) {
-            const double factor = balance(j, false);
-            largestChange = std::max(largestChange, std::abs(factor - cols_[index(j)]));
-            cols_[index(j)] = factor;
-        }
-        return largestChange;
-    }
-
-    double inputFactor(int j) const { return std::exp(cols_[index(j)]); }
-
-  private:
-    static std::size_t index(int i) { return static_cast<std::size_t>(i); }
-
-    /// What brings the mean logarithm of a row, or of a column, to 0.
-    double balance(int line, bool isRow) const {
-        double sum = 0.0;
-        int count = 0;
-        for (int other = 0; other < (isRow ? gain_.cols() : gain_.rows()); ++other) {
-            const double element = isRow ? gain_(line, other) : gain_(other, line);
-            if (element != 0.0) {
-                sum += std::log(std::abs(element)) + (isRow ? cols_ : rows_)[index(other)];
-                ++count;
-            }
-        }
-        return count == 0 ? 0.0 : -sum / count;
-    }
-
-    const Matrix<double>& gain_;
-    std::vector<double> rows_, cols_;
-};
-
-/// Factors of the inputs that make up for their units: those of the least squares of the logarithms of all gains. With
-/// each output divided by its largest gain afterwards, the result does not depend on any unit.
-/// A. R. Curtis, J. K. Reid, "On the automatic scaling of matrices for Gaussian elimination", IMA Journal of Applied
-/// Mathematics 10 (1972).
-Vector<double> unitFactors(const Matrix<double>& gain) {
-    constexpr double settled = 1e-13;
-    constexpr int maxSteps = 10000;  // a chain of pairs that share few inputs settles slowly
-    LogarithmicFit fit(gain);
-    for (int step = 0; step < maxSteps && fit.improve() > settled; ++step) {
-    }
-    Vector<double> factors(gain.cols());
-    for (int j = 0; j < gain.cols(); ++j) {
-        factors[j] = fit.inputFactor(j);
-    }
-    return factors;
-}
 
 /// The number of inputs, and of outputs, in a selection.
 int sizeOf(const PairingOptions& options, const LTIFIRModel& model) {

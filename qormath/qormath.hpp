@@ -19,5 +19,6 @@
 #include <qormath/numerics/qor_svd_analysis.hpp>
 #include <qormath/numerics/svd_sub_matrix.hpp>
 #include <qormath/pipeline/reduce.hpp>
+#include <qormath/pipeline/unit_factors.hpp>
 #include <qormath/structure/ability_manager.hpp>
 #include <qormath/version.hpp>

@@ -221,25 +221,6 @@ def _fidelity(system: StateSpace, model: FIRModel) -> tuple[PairError | None, Pa
             largest(curve_errors.max(axis=2), np.arange(len(model.outputs))))
 
 
-def _unit_factors(gain: Array) -> Array:
-    """Factors of the inputs that make up for their units: the least squares of the logarithms of all gains.
-    A. R. Curtis, J. K. Reid, "On the automatic scaling of matrices for Gaussian elimination", J. Inst. Maths. Applics.
-    10 (1972)."""
-    weights = (gain != 0.0).astype(float)
-    logs = np.log(np.abs(np.where(gain != 0.0, gain, 1.0)))
-    row_counts = np.maximum(weights.sum(axis=1), 1.0)
-    col_counts = np.maximum(weights.sum(axis=0), 1.0)
-    cols = np.zeros(gain.shape[1])
-    for _ in range(10000):
-        rows = -((logs + cols) * weights).sum(axis=1) / row_counts
-        new = -((logs + rows[:, None]) * weights).sum(axis=0) / col_counts
-        change = np.abs(new - cols).max(initial=0.0)
-        cols = new
-        if change <= 1e-13:
-            break
-    return np.exp(cols)
-
-
 def pairing(plant: FIRModel | Any, size: int | None = None, top: int = 10, condition_limit: float | None = None,
             scaled: bool = True) -> list[Selection]:
     """The best conditioned selections of as many outputs as inputs, the best first.
@@ -273,7 +254,9 @@ def pairing(plant: FIRModel | Any, size: int | None = None, top: int = 10, condi
     limit = 0.0 if condition_limit is None else float(condition_limit)
     if condition_limit is not None and not 0.0 < limit < np.inf:
         raise LimitError(f"argument condition_limit: has to be a finite number above 0, not {condition_limit}")
-    factors = _unit_factors(gain) if scaled else np.ones(gain.shape[1])
+    factors = np.ones(gain.shape[1])
+    if scaled:
+        factors = call(_core.unit_factors, gain, failure=LimitError, says="pairing: a gain is not finite")
     found = call(_core.pairing, gain, factors, size, int(top), bool(scaled), limit, failure=LimitError,
                  says=f"pairing: there are too many selections of size {size} to rank; a smaller top, a condition_limit, "
                       "or another size may do")

@@ -28,6 +28,11 @@ def _line(index: int) -> dict[str, Any]:
     return {"color": _COLOURS[index % len(_COLOURS)], "linestyle": _STYLES[index % len(_STYLES)]}
 
 
+def _layer(index: int, count: int) -> dict[str, Any]:
+    """A line among others that may hide it: the first is a pale band, on which the others lie."""
+    return {**_line(index), **({"linewidth": 4.0, "alpha": 0.4} if index == 0 and count > 1 else {})}
+
+
 def _axes(axes: Any) -> Any:
     if axes is not None:
         return axes
@@ -67,7 +72,7 @@ def step_matrix(models: FIRModel | Sequence[FIRModel], labels: Sequence[str] | N
         axes[0, i].set_title(first.inputs[i])
         axes[-1, i].set_xlabel("time, s")
     if labels is not None:
-        handles = [axes[0, 0].plot([], [], **_line(k), label=label)[0] for k, label in enumerate(labels)]
+        handles = [axes[0, 0].plot([], [], **_layer(k, len(labels)), label=label)[0] for k, label in enumerate(labels)]
         axes[0, 0].legend(handles=handles, fontsize="small")
     return axes
 
@@ -77,7 +82,7 @@ def _draw_pair(axes: Any, models: Sequence[FIRModel], output: int, input: int) -
     for k, model in enumerate(models):
         if model.present[output, input]:
             time = np.arange(model.curves.shape[2]) * model.sample_time
-            axes.plot(time, model.curves[output, input], **_line(k))
+            axes.plot(time, model.curves[output, input], **_layer(k, len(models)))
 
 
 def pole_map(systems: StateSpace | Sequence[StateSpace], damping: Iterable[float] = (0.1, 0.3, 0.5, 0.7, 0.9),
@@ -133,17 +138,17 @@ def hankel(system: StateSpace, axes: Any = None) -> Any:
 
 def error_against_order(model: FIRModel, orders: Iterable[int], axes: Any = None, **options: Any) -> Any:
     """The largest curve error of reductions of a model to the orders, in percent of the output's largest coefficient,
-    with the suggested orders marked. Options go to reduce."""
+    with the suggested orders marked. An order is the number of states before those that retain the gain. Options go to
+    reduce."""
     axes = _axes(axes)
-    orders = [int(order) for order in orders]
+    orders = sorted(int(order) for order in orders)
     if not orders:
         raise LimitError("argument orders: there is none")
     results: list[ReduceResult] = [reduce(model, order=order, **options) for order in orders]
-    reached = [result.order_reached for result in results]
-    axes.semilogy(reached, [result.curve_error_percent.value for result in results], marker="o", gid="errors", **_line(0))
+    axes.semilogy(orders, [result.curve_error_percent.value for result in results], marker="o", gid="errors", **_line(0))
     for name, line in (("coarse", 1), ("fine", 2)):
         axes.axvline(getattr(results[0], f"{name}_order"), label=name, gid=name, **_line(line))
-    axes.set_xlabel("states")
+    axes.set_xlabel("order")
     axes.set_ylabel("largest curve error, %")
     axes.legend()
     return axes

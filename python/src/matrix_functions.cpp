@@ -3,6 +3,7 @@
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/numerics/qor_svd_analysis.hpp>
+#include <qormath/pipeline/unit_factors.hpp>
 
 #include "arrays.hpp"
 #include "bindings.hpp"
@@ -96,6 +97,15 @@ py::tuple structure(const std::string& kind, const MatrixArray& a, const MatrixA
     return py::make_tuple(arrayOf(flags), count, unstable);
 }
 
+py::array factorsOfUnits(const MatrixArray& gain) {
+    QorMathLA::Vector<double> factors;
+    {
+        const Unlocked unlocked;
+        factors = unitFactors(viewOf(gain));
+    }
+    return arrayOf(factors);
+}
+
 py::list pairing(const MatrixArray& gain, const VectorArray& scaling, int size, int top, bool scaleRows,
                  double conditionLimit) {
     QorMathLA::Vector<QorMathLA::SVDSubMatrix> results;
@@ -124,6 +134,7 @@ void bindMatrixFunctions(py::module_& module) {
     module.def("riccati", &riccati);
     module.def("structure", &structure);
     module.def("pairing", &pairing);
+    module.def("unit_factors", &factorsOfUnits);
 }
 
 }  // namespace qormath::python

@@ -116,3 +116,20 @@ def test_conditioning_steps():
                                                        1.0))
     assert (np.log2(scale) == np.round(np.log2(scale))).all() and np.allclose(np.sort(scaled.poles()), [0.2, 0.5])
     assert qormath.shrink(rest, 1, gain_tolerance=-1.0).states == 1
+
+
+@pytest.mark.parametrize("name", ("wood_berry", "ogunnaike_ray", "surge_drum", "null_pairs", "heavy_oil_fractionator"))
+def test_pairing_ranks_as_the_program_does_to_the_last_bit(models, program, name):
+    model = models / f"{name}.fir"
+    for scaled in (True, False):
+        words = [program, "pairing", model, "--size", "2", "--top", "0", "--json", *([] if scaled else ["--unscaled"])]
+        told = json.loads(subprocess.run(words, check=True, capture_output=True, text=True).stdout)["selections"]
+        found = qormath.pairing(qormath.FIRModel.from_file(model), size=2, top=0, scaled=scaled)
+        assert [(list(row.outputs), list(row.inputs), row.condition_number, row.rga) for row in found] == \
+            [(row["outputs"], row["inputs"], row["conditionNumber"], row["rga"]) for row in told]
+
+
+def test_pairing_refuses_gains_that_are_not_finite():
+    for scaled in (True, False):
+        with pytest.raises(qormath.LimitError):
+            qormath.pairing([[1.0, np.nan], [0.0, 1.0]], scaled=scaled)

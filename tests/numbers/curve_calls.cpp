@@ -10,6 +10,7 @@
 #include <qormath/models/lti_fir_model.hpp>
 #include <qormath/numerics/qor_svd_analysis.hpp>
 #include <qormath/pipeline/reduce.hpp>
+#include <qormath/pipeline/unit_factors.hpp>
 
 #include "numbers/calls.hpp"
 #include "numbers/operands.hpp"
@@ -271,6 +272,12 @@ std::vector<Call> analysisFunctions() {
              }
          },
          {{"gain", minusOne}, {"scaling", minusOne}, {"largest condition", finite}}},
+        {"unitFactors",
+         [](int n) {
+             return Operands{{"gain", anyMatrix(n, n, 81)}};
+         },
+         [](Operands& o, Results& r) { r.add(qormath::unitFactors(o["gain"])); },
+         {{"gain", minusOne}}},
         {"SVDSubMatrix",
          [](int) {
              return Operands{{"condition", numberOf(2.0)}, {"rga", numberOf(1.5)}};
