@@ -113,7 +113,9 @@ class FIRModel:
 
         columns = pandas.MultiIndex.from_product([self.outputs, self.inputs], names=["output", "input"])
         time = pandas.Index(np.arange(self.curves.shape[2]) * self.sample_time, name="time")
-        return pandas.DataFrame(self.curves.reshape(-1, self.curves.shape[2]).T, index=time, columns=columns)
+        # A copy: what is written into the frame is no business of the model.
+        values = self.curves.reshape(-1, self.curves.shape[2]).T.copy()
+        return pandas.DataFrame(values, index=time, columns=columns)
 
     def __repr__(self) -> str:
         return (f"<FIRModel: {len(self.inputs)} inputs, {len(self.outputs)} outputs, "
