@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <qormath/control_utility/dgees_mine.hpp>
+#include <qormath/control_utility/real_schur_form.hpp>
 #include <qormath/control_utility/schur_reordering.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
@@ -45,17 +46,6 @@ int illegalArgument(bool wantsVectors, bool sorts, const char* job, const char* 
         return -13;
     }
     return 0;
-}
-
-/// Unsorted Schur form with the work length that LAPACK asks for.
-int unsortedSchurForm(int n, double* t, int ldt, double* wr, double* wi, double* q, int ldq) {
-    double best = 0.0;
-    int info = lapack::gees(n, t, ldt, wr, wi, q, ldq, &best, -1);
-    if (info != 0) {
-        return info;
-    }
-    std::vector<double> work(static_cast<std::size_t>(std::max(1.0, best)));
-    return lapack::gees(n, t, ldt, wr, wi, q, ldq, work.data(), static_cast<int>(work.size()));
 }
 
 }  // namespace
@@ -102,7 +92,7 @@ void DGEES_MINE(const char* job, int /*jobLength*/, const char* sort, int /*sort
     std::vector<double> ownVectors(wantsVectors ? 0 : order * order);
     double* const q = wantsVectors ? vectors : ownVectors.data();
     const int ldq = wantsVectors ? *ldVectors : *n;
-    *info = unsortedSchurForm(*n, matrix, *ld, wr, wi, q, ldq);
+    *info = realSchurForm(*n, matrix, *ld, wr, wi, q, ldq);
     if (*info != 0 || !sorts) {
         return;
     }

@@ -6,6 +6,7 @@
 
 #include <qormath/control_utility/lyapunovfort.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
+#include <qormath/control_utility/real_schur_form.hpp>
 #include <qormath/control_utility/triangular_lyapunov.hpp>
 #include <qormath/control_utility/triangular_stein.hpp>
 #include <qormath/control_utility/triangular_sylvester.hpp>
@@ -166,11 +167,11 @@ int exponentOf(int n, const double* a) {
 // t y + y t' = u' c u or t y t' - y = u' c u. Powers of 2 bring the largest elements of a and c to about 1, but for the
 // a of a discrete equation, which a factor would make another one.
 int solveFinite(bool discrete, double limit, int n, double* a, double* u, double* x, double* wr, double* wi,
-                double* work, int workLength) {
+                double* work) {
     const int exponentA = discrete ? 0 : exponentOf(n, a);
     const int exponentC = exponentOf(n, x);
     copyScaled(n, n, a, 1.0, exponentA, a);
-    if (const int info = lapack::gees(n, a, n, wr, wi, u, n, work, workLength); info != 0) {
+    if (const int info = realSchurForm(n, a, n, wr, wi, u, n); info != 0) {
         return info;
     }
     const double norm = lapack::lange(lapack::Norm::frobenius, n, n, a, n);
@@ -219,8 +220,7 @@ void LYAPUNOVFORT(const int* discrete, const int* n, double* a, double* u, doubl
         *info = *n + 3;
     } else {
         transposeSquare(*n, a);
-        *info = solveFinite(*discrete == 1, indistinctness * lapack::machineEpsilon(), *n, a, u, x, wr, wi, work,
-                            *workLength);
+        *info = solveFinite(*discrete == 1, indistinctness * lapack::machineEpsilon(), *n, a, u, x, wr, wi, work);
     }
 }
 
@@ -231,8 +231,7 @@ bool solveClearLyapunov(bool discrete, int n, double* a, double* x) {
     }
     const auto order = static_cast<std::size_t>(n);
     std::vector<double> u(elements(n, n)), wr(order), wi(order), work(elements(n + 3, n));
-    return solveFinite(discrete, clearDistance, n, a, u.data(), x, wr.data(), wi.data(), work.data(),
-                       static_cast<int>(work.size())) == 0 &&
+    return solveFinite(discrete, clearDistance, n, a, u.data(), x, wr.data(), wi.data(), work.data()) == 0 &&
            largestElement(n, n, x, n) <= largestUnscaled;
 }
 

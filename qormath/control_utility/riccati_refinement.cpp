@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <qormath/control_utility/quasi_triangular.hpp>
+#include <qormath/control_utility/real_schur_form.hpp>
 #include <qormath/control_utility/riccati_refinement.hpp>
 #include <qormath/control_utility/triangular_lyapunov.hpp>
 #include <qormath/lapack/finite.hpp>
@@ -215,10 +216,8 @@ bool decompose(const RiccatiProblem& problem, const Elements& closedLoop, LoopFo
     form.u.resize(elementCount(n, n));
     form.wr.resize(static_cast<std::size_t>(n));
     form.wi.resize(static_cast<std::size_t>(n));
-    const int workLength = workBlock * n;
-    Elements work(static_cast<std::size_t>(workLength));
-    if (!allFinite(n, n, form.t) || lapack::gees(n, form.t.data(), n, form.wr.data(), form.wi.data(), form.u.data(), n,
-                                                 work.data(), workLength) != 0) {
+    if (!allFinite(n, n, form.t) ||
+        realSchurForm(n, form.t.data(), n, form.wr.data(), form.wi.data(), form.u.data(), n) != 0) {
         return false;
     }
     const bool stable = distanceToLimit(form.discrete, form.wr, form.wi) > 0.0;

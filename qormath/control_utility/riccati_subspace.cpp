@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include <qormath/control_utility/quasi_triangular.hpp>
+#include <qormath/control_utility/real_schur_form.hpp>
 #include <qormath/control_utility/riccati_subspace.hpp>
 #include <qormath/control_utility/schur_reordering.hpp>
 #include <qormath/lapack/finite.hpp>
@@ -149,11 +150,8 @@ bool solveByHamiltonian(const RiccatiProblem& problem, Elements& x) {
         return false;
     }
     const auto length = static_cast<std::size_t>(order);
-    const int workLength = workBlock * order;
     Elements wr(length), wi(length), vectors(elementCount(order, order));
-    Elements work(static_cast<std::size_t>(workLength));
-    if (lapack::gees(order, hamiltonian.data(), order, wr.data(), wi.data(), vectors.data(), order, work.data(),
-                     workLength) != 0) {
+    if (realSchurForm(order, hamiltonian.data(), order, wr.data(), wi.data(), vectors.data(), order) != 0) {
         return false;
     }
     std::vector<int> selected;

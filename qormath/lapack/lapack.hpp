@@ -215,6 +215,24 @@ inline int hseqr(char job, char compz, int n, int ilo, int ihi, double* h, int l
                                atLeastOne(ldz), work, lwork);
 }
 
+/// The orthogonal factor of gehrd, from the reflectors that it left in a.
+inline int orghr(int n, int ilo, int ihi, double* a, int lda, const double* tau, double* work, int lwork) {
+    return LAPACKE_dorghr_work(LAPACK_COL_MAJOR, n, ilo, ihi, a, atLeastOne(lda), tau, work, lwork);
+}
+
+/// c = op(q) c from the left or c op(q) from the right, with q the factor of gehrd whose reflectors are in a, and c of
+/// m by n.
+inline int ormhr(Side side, Op op, int m, int n, int ilo, int ihi, const double* a, int lda, const double* tau,
+                 double* c, int ldc, double* work, int lwork) {
+    return LAPACKE_dormhr_work(LAPACK_COL_MAJOR, static_cast<char>(side), static_cast<char>(op), m, n, ilo, ihi, a,
+                               atLeastOne(lda), tau, c, atLeastOne(ldc), work, lwork);
+}
+
+/// Takes the m columns of v, right eigenvectors or a basis of a balanced matrix, back to the matrix before gebal.
+inline int gebak(char job, int n, int ilo, int ihi, const double* scale, int m, double* v, int ldv) {
+    return LAPACKE_dgebak_work(LAPACK_COL_MAJOR, job, 'R', n, ilo, ihi, scale, m, v, atLeastOne(ldv));
+}
+
 /// Unordered real Schur form with vectors, a = vs t vs'; a is overwritten by t.
 inline int gees(int n, double* a, int lda, double* wr, double* wi, double* vs, int ldvs, double* work, int lwork) {
     int sdim = 0;
