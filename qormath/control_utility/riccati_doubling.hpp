@@ -15,11 +15,14 @@ namespace qormath::control_utility {
 /// seven decades. What is found is not checked, and as accurate as the coefficients, and the factors on the way, allow;
 /// judgement and refinement are those of riccati_refinement.hpp.
 ///
+/// In discrete time, where there are few inputs, b r^-1 b' is kept in factors for the first steps, in which they are
+/// thin (mayFactorInputs); where that comes to no end it is multiplied out from the start.
+///
 /// Source: E. K.-W. Chu, H.-Y. Fan, W.-W. Lin and C.-S. Wang, "Structure-preserving algorithms for periodic
 /// discrete-time algebraic Riccati equations", Int. J. Control 77 (2004), 767-788; E. K.-W. Chu, H.-Y. Fan and W.-W.
 /// Lin, "A structure-preserving doubling algorithm for continuous-time algebraic Riccati equations", Linear Algebra
 /// Appl. 396 (2005), 55-80. Cost: about 15 n^3 flops a step, in products and a factorisation, and nine steps for an
 /// ordinary problem; the transform is another step.
-bool solveByDoubling(const RiccatiProblem& problem, std::vector<double>& x);
+bool solveByDoubling(const RiccatiProblem& problem, std::vector<double>& x, bool mayFactorInputs = true);
 
 }  // namespace qormath::control_utility

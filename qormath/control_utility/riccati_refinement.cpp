@@ -26,6 +26,9 @@ constexpr double worthwhileGain = 0.5;
 constexpr double roundingsOfResidual = 2.0;
 // Where the form of an earlier loop makes steps converge by this factor at least, it is not to blame for their end.
 constexpr double fastConvergence = 0.25;
+// A residual below this many times eps, the square root of n and its terms is what rounding makes of an exact solution,
+// and no step lowers it but by chance.
+constexpr double settledResidual = 0.25;
 // The share of its distance to the limit that a closed loop has to keep under a change that is within its uncertainty.
 constexpr double keptDistance = 0.5;
 // The backward error of a Schur form, in units of n eps times the Frobenius norm, stays below this.
@@ -397,7 +400,8 @@ bool makeFormFresh(const RiccatiProblem& problem, Iterate& iterate) {
 
 /// Improves x until the residual stops falling. False where a Schur form does not come about.
 bool refine(const RiccatiProblem& problem, Iterate& iterate) {
-    for (int step = 0; step < mostSteps && iterate.now.norm > 0.0; ++step) {
+    const double settled = settledResidual * std::sqrt(problem.n) * lapack::machineEpsilon();
+    for (int step = 0; step < mostSteps && iterate.now.norm > settled * iterate.now.terms; ++step) {
         const bool wasFresh = iterate.isFormFresh;
         if (improve(problem, iterate)) {
             continue;

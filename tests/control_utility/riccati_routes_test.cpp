@@ -1,5 +1,6 @@
 // Continuous Riccati equations are solved by doubling where the outcome is clear, and by the ordered Schur form of the
-// Hamiltonian matrix everywhere else. Here both ways are taken and compared.
+// Hamiltonian matrix everywhere else; discrete ones with few inputs by doubling that keeps these in a factor at first.
+// Here both ways are taken and compared.
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -51,6 +52,56 @@ TEST(RiccatiRoutes, DoublingAndTheHamiltonianAgreeToRounding) {
                   2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit))
             << n;
     }
+}
+
+TEST(RiccatiRoutes, DoublingAgreesWithAndWithoutAFactorOfTheInputs) {
+    NormalNumbers numbers(25);
+    for (const int n : {64, 65, 96, 130}) {
+        // From one that makes many thin factors to one that makes none.
+        for (const int m : {1, 2, n / 10, n / 5, 2 * n / 5, n / 2}) {
+            SCOPED_TRACE(testing::Message() << "n " << n << ", m " << m);
+            const RiccatiEquation e = randomEquation(discreteSystem, n, scaledIdentity(m, 1.0), 0.2, numbers);
+            const RiccatiProblem problem = problemOf(e);
+            std::vector<double> x, other;
+            ASSERT_TRUE(solveByDoubling(problem, x, true));
+            ASSERT_TRUE(solveByDoubling(problem, other, false));
+            EXPECT_EQ(x == other, 5 * m > 2 * n);
+            ASSERT_TRUE(refineAndJudge(problem, x));
+            ASSERT_TRUE(refineAndJudge(problem, other));
+            const Matrix<double> found = squareMatrixOf(n, x);
+            const RiccatiVerdict verdict = verdictOn(e, found);
+            EXPECT_TRUE(isSymmetric(found));
+            EXPECT_GT(verdict.distance, 0.0);
+            EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
+            EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
+                      2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+        }
+    }
+}
+
+TEST(RiccatiRoutes, AFactorOfTheInputsTakesAWeightThatIsNotDiagonal) {
+    NormalNumbers numbers(26);
+    const int n = 80;
+    Matrix<double> r = scaledIdentity(3, 2.0);
+    r(0, 1) = r(1, 0) = 0.5;
+    const RiccatiEquation e = randomEquation(discreteSystem, n, r, 0.2, numbers);
+    const RiccatiProblem problem = problemOf(e);
+    std::vector<double> x, other;
+    ASSERT_TRUE(solveByDoubling(problem, x, true) && refineAndJudge(problem, x));
+    ASSERT_TRUE(solveByDoubling(problem, other, false) && refineAndJudge(problem, other));
+    const Matrix<double> found = squareMatrixOf(n, x);
+    const RiccatiVerdict verdict = verdictOn(e, found);
+    EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
+    EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
+              2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+}
+
+TEST(RiccatiRoutes, AFactorOfTheInputsLeavesALoopOnTheLimitUnsolved) {
+    NormalNumbers numbers(27);
+    const RiccatiEquation limit = randomEquation(discreteSystem, 70, scaledIdentity(2, 1.0), 0.0, numbers);
+    std::vector<double> x;
+    EXPECT_EQ(solveWhole(limit, x), 3);
+    EXPECT_EQ(x, std::vector<double>(x.size(), 0.0));
 }
 
 TEST(RiccatiRoutes, TheWholeIsAsGoodFromTheOrderOnThatIsDoubled) {
