@@ -64,7 +64,8 @@ function writeHeader() {
         (data.largestRampRateError ? `; largest ramp rate error ${largest(data.largestRampRateError, "")}.` : ".");
     const warnings = [...data.warnings];
     if (data.isWithinTolerance === false) {
-        warnings.push(`No order keeps every curve within ${format(data.tolerancePercent)} %; this is the closest model.`);
+        const tolerance = format(data.tolerancePercent);
+        warnings.push(`No order keeps every curve within ${tolerance} %; this is the closest model.`);
     }
     byId("warnings").append(...warnings.map((text) => make("li", {}, text)));
     byId("footer").textContent = `QorMath ${data.version}`;
@@ -72,7 +73,8 @@ function writeHeader() {
 
 function fillTable(table, titles, rows) {
     const head = titles.map((title) => make("th", { scope: "col", class: "number" }, title));
-    const body = rows.map((row) => make("tr", {}, ...row.map((value) => make("td", { class: "number" }, format(value, 6)))));
+    const cellOf = (value) => make("td", { class: "number" }, format(value, 6));
+    const body = rows.map((row) => make("tr", {}, ...row.map(cellOf)));
     table.replaceChildren(make("thead", {}, make("tr", {}, ...head)), make("tbody", {}, ...body));
 }
 
@@ -138,25 +140,33 @@ function widthOf(holder) {
 
 // ---------------------------------------------------------------- the order
 
-// Lines that mark orders, each with its name on an axis of its own on top, so that the names do not meet.
+// Lines that mark orders, with their names on axes of their own on top, so that the names do not meet; two names at
+// most on one, for which there is room.
 function markAxes(marks, low, high) {
     const orders = [...new Set(Object.values(marks))].filter((order) => order !== null).sort((a, b) => a - b);
-    return orders.map((order) => {
-        const here = Object.keys(marks).filter((name) => marks[name] === order);
-        const isLeft = order < (low + high) / 2;
-        return axis(null, {
-            scale: "x",
-            side: 0,
-            align: isLeft ? 1 : 2,
-            splits: () => [order],
-            values: () => [`${here.join(", ")}: ${order}`],
-            stroke: colour("mark"),
-            grid: { stroke: colour("mark"), width: 1, dash: [3, 3] },
-            ticks: { show: false },
-            size: 16,
-            gap: 2,
-            labelSize: 0,
-        });
+    return orders.flatMap((order) => {
+        const names = Object.keys(marks).filter((name) => marks[name] === order);
+        const labels = [];
+        for (let k = 0; k < names.length; k += 2) {
+            labels.push(`${names.slice(k, k + 2).join(", ")}: ${order}`);
+        }
+        return labels.map((label) => markAxis(order, label, order < (low + high) / 2));
+    });
+}
+
+function markAxis(order, label, isLeft) {
+    return axis(null, {
+        scale: "x",
+        side: 0,
+        align: isLeft ? 1 : 2,
+        splits: () => [order],
+        values: () => [label],
+        stroke: colour("mark"),
+        grid: { stroke: colour("mark"), width: 1, dash: [3, 3] },
+        ticks: { show: false },
+        size: 16,
+        gap: 2,
+        labelSize: 0,
     });
 }
 
@@ -214,7 +224,8 @@ function drawHankel() {
     }
     holder.setAttribute("role", "img");
     holder.setAttribute("aria-label",
-        `${values.length} Hankel singular values, the largest ${format(values[0])}, the smallest ${format(values.at(-1))}`);
+        `${counted(values.length, "Hankel singular value")}, ` +
+        `the largest ${format(values[0])}, the smallest ${format(values.at(-1))}`);
     draw(holder, () => new uPlot({
         width: widthOf(holder),
         height: 360,
@@ -293,7 +304,8 @@ function rangeOf(pairs) {
     return [low - air, high + air];
 }
 
-const outputRanges = data.outputNames.map((unused, j) => rangeOf(data.pairs.slice(j * inputCount, (j + 1) * inputCount)));
+const outputRanges = data.outputNames.map((unused, j) =>
+    rangeOf(data.pairs.slice(j * inputCount, (j + 1) * inputCount)));
 
 function curveSeries() {
     return [
@@ -307,7 +319,8 @@ function curveSeries() {
 const widthOfHeadings = 220;
 const smallest = 124;
 const widest = 220;
-const cell = { width: Math.min(widest, Math.max(smallest, (document.body.clientWidth - widthOfHeadings) / inputCount - 8)) };
+const room = (document.body.clientWidth - widthOfHeadings) / inputCount - 8;
+const cell = { width: Math.min(widest, Math.max(smallest, room)) };
 cell.height = Math.round(0.62 * cell.width);
 
 function drawSmall(button) {
@@ -386,7 +399,8 @@ const sight = new IntersectionObserver((entries) => {
     }
 }, { rootMargin: "300px" });
 
-const waitingCells = () => [...byId("steps").querySelectorAll("button:not(:has(.blank))")].filter((cell) => !charts.has(cell));
+const waitingCells = () =>
+    [...byId("steps").querySelectorAll("button:not(:has(.blank))")].filter((button) => !charts.has(button));
 
 function buildSteps() {
     const table = byId("steps");
@@ -405,7 +419,7 @@ function buildSteps() {
     table.addEventListener("click", (event) => {
         const button = event.target.closest("button");
         if (button) {
-            enlarge(Number(button.dataset.pair));
+            enlarge(Number(button.dataset.pair), true);
         }
     });
     table.addEventListener("keydown", (event) => {
@@ -423,6 +437,7 @@ function buildSteps() {
 
 const dialog = byId("enlarged");
 let shown = 0;
+let isOfMatrix = false;
 
 function showPair(index) {
     shown = index;
@@ -443,7 +458,8 @@ function showPair(index) {
     }, curvesOf(pair), holder));
 }
 
-function enlarge(index) {
+function enlarge(index, isFromMatrix) {
+    isOfMatrix = isFromMatrix;
     if (!dialog.open) {
         dialog.showModal();
     }
@@ -473,7 +489,9 @@ function prepareDialog() {
     dialog.addEventListener("close", () => {
         charts.get(dialog.querySelector(".chart"))?.chart.destroy();
         charts.delete(dialog.querySelector(".chart"));
-        focusCell(shown);
+        if (isOfMatrix) {
+            focusCell(shown);  // which need not be the one that was enlarged first
+        }
     });
 }
 
@@ -493,7 +511,7 @@ function pairRow(pair, index) {
         ? make("td", { class: "number" }, format(value(pair), digits))
         : make("td", {}, value(pair))));
     const show = make("button", { type: "button", "aria-label": `Enlarge ${nameOf(pair)}` }, "Enlarge");
-    show.addEventListener("click", () => enlarge(index));
+    show.addEventListener("click", () => enlarge(index, false));
     return make("tr", { "data-pair": index }, ...cells, make("td", {}, show));
 }
 

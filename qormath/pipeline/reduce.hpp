@@ -93,7 +93,7 @@ struct ReduceResult {
     int stableStates = 0;    ///< left to be reduced
     int delayStates = 0;     ///< of those, with an eigenvalue that is zero to rounding
     int coarseOrder = 0;     ///< suggested for the whole
-    int middleOrder = 0;     ///< half way between the two
+    int middleOrder = 0;     ///< half way between coarseOrder and fineOrder
     int fineOrder = 0;       ///< suggested for the whole
 
     int orderAsked = 0;    ///< states before ringers go and gains are restored, ramps included

@@ -19,7 +19,8 @@ function assertShows(text, value, digits, what) {
         assert.equal(text, "–", what);
     } else {
         const shown = Number(text.replace(" %", ""));
-        assert.ok(Math.abs(shown - value) <= 0.51 * 10 ** (1 - digits) * Math.abs(value), `${what}: ${text}, not ${value}`);
+        const rounding = 0.51 * 10 ** (1 - digits) * Math.abs(value);
+        assert.ok(Math.abs(shown - value) <= rounding, `${what}: ${text}, not ${value}`);
     }
 }
 
@@ -30,7 +31,8 @@ async function checkData(page, expected) {
 
 async function checkFigures(page, expected) {
     const charts = await page.locator(".figures .chart").evaluateAll((all) =>
-        all.map((chart) => [chart.querySelectorAll("canvas").length, chart.getAttribute("role"), chart.getAttribute("aria-label")]));
+        all.map((chart) =>
+            [chart.querySelectorAll("canvas").length, chart.getAttribute("role"), chart.getAttribute("aria-label")]));
     assert.equal(charts.length, 3);
     for (const [canvases, role, label] of charts) {
         assert.equal(canvases, 1);
@@ -113,8 +115,21 @@ async function checkEnlarged(page, expected) {
     await cell.focus();
     await page.keyboard.press("Enter");
     assert.ok(await dialog.isVisible(), "Enter enlarges nothing");
+    const right = expected.pairs[index + 1];  // of the same output, in all plants that are tested
+    assert.equal(right.output, pair.output);
+    await page.keyboard.press("ArrowRight");
+    assert.equal(await dialog.locator("h2").textContent(),
+        `${expected.outputNames[right.output]} from ${expected.inputNames[right.input]}`);
     await dialog.locator("#close").click();
     assert.ok(!(await dialog.isVisible()));
+    const isFocused = (cell) => cell === document.activeElement;
+    assert.ok(await page.locator("#steps td button").nth(index + 1).evaluate(isFocused), "the focus is elsewhere");
+
+    const row = page.locator("#pairs tbody tr").last().locator("button");
+    await row.click();
+    assert.ok(await dialog.isVisible(), "the button of a row enlarges nothing");
+    await page.keyboard.press("Escape");
+    assert.ok(await row.evaluate(isFocused), "the focus does not come back to the row");
 }
 
 async function checkPairs(page, expected) {
