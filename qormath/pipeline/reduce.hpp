@@ -130,7 +130,7 @@ struct ReduceResult {
     std::vector<double> hankelSingularValues;
 
     /// Errors against order, orders rising, before null pairs are cleared; empty unless asked for. Not every order is
-    /// there in a plant of many states, but those suggested, the one reached and the highest are. Where the two ways to
+    /// there in a plant of many states, but those suggested, orderAsked and the highest are. Where the two ways to
     /// restore gains differ, it is the smaller error, which need not be the one of the way that was taken.
     std::vector<OrderError> orderErrors;
 
