@@ -288,6 +288,12 @@ TEST_F(ReportCommand, DoesNotChangeWhatReduceMakes) {
     EXPECT_EQ(textOfFile(with), textOfFile(without));
 }
 
+TEST_F(ReportCommand, OfReduceIsOfOneModel) {
+    const ProgramRun refused = runQormath({"reduce", plant, "--out-dir", folder.file("small"), "--report", path});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.err, HasSubstr("--report"));
+}
+
 TEST_F(ReportCommand, OfReduceNeedsAFileOfItsOwn) {
     const std::string model = folder.file("model.fir");
     const std::string system = folder.file("system.json");
