@@ -8,7 +8,6 @@
 #include <random>
 #include <vector>
 
-
 #include "support/raw_matrix.hpp"
 #include "support/raw_transfer_function.hpp"
 #include "support/reduced_systems.hpp"
