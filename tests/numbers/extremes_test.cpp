@@ -10,6 +10,7 @@
 #include <support/matrix_compare.hpp>
 #include <support/random_matrices.hpp>
 #include <support/riccati_checks.hpp>
+#include <support/transfer.hpp>
 #include <vector>
 
 #include <qormath/control/qor_math_control.hpp>
@@ -241,7 +242,7 @@ TEST(Extremes, ExponentialsOfAMatrixAndItsNegativeCancel) {
     forAll(continuousShapes(), check, 20);
 }
 
-TEST(Extremes, LogarithmsEndAndAreFiniteAwayFromZero) {
+TEST(Extremes, LogarithmsOfEveryMatrixEnd) {
     const auto check = [](const Matrix<double>& a) {
         QorMathLA::ComplexMatrix<double> logarithm;
         if (!succeeds([&] { logarithm = QorMathControl::LogM(a); })) {
@@ -251,7 +252,45 @@ TEST(Extremes, LogarithmsEndAndAreFiniteAwayFromZero) {
         EXPECT_EQ(logarithm.cols(), a.cols());
         return true;
     };
-    forAll(discreteShapes(), check, 20);
+    forAll(discreteShapes(), check, 45);
+    forAll(continuousShapes(), check, 45);
+}
+
+/// The shapes of which a logarithm is promised to be good: no eigenvalue on the negative axis twice, and none that is
+/// lost in the rounding of the others.
+std::vector<Shape> shapesWithLogarithm() {
+    std::vector<Shape> shapes;
+    for (const std::vector<Shape>& some : {discreteShapes(), continuousShapes()}) {
+        const bool isNegative = !shapes.empty();
+        for (const Shape& shape : some) {
+            const bool isSpread = shape.name == "graded by a similarity" || shape.name == "zero";
+            const bool isRepeated = shape.name.find("one eigenvalue") == 0 || shape.name == "Jordan block";
+            if (!isSpread && !(isNegative && isRepeated)) {
+                shapes.push_back(shape);
+            }
+        }
+    }
+    return shapes;
+}
+
+// Beyond this norm a logarithm of matrices like these is that of one far from normal, whose exponential has a condition
+// that no norm tells.
+constexpr double largestLogarithm = 0x1p20;
+
+TEST(Extremes, ExponentialsOfLogarithmsAreTheMatrix) {
+    const auto check = [](const Matrix<double>& a) {
+        const QorMathLA::ComplexMatrix<double> logarithm = QorMathControl::LogM(a);
+        const double norm = frobeniusNorm(logarithm);
+        if (!(norm <= largestLogarithm)) {
+            return false;
+        }
+        const QorMathLA::ComplexMatrix<double> back = QorMathControl::ExpM(logarithm);
+        const double unit = a.rows() * unitRoundoff * frobeniusNorm(a) * (1.0 + norm);
+        EXPECT_LE(frobeniusNorm(back - QorMathLA::ComplexMatrix<double>(a)), ratioLimit * unit);
+        return true;
+    };
+    // All but some that are graded by rows or columns, whose small eigenvalues are computed as zero.
+    forAll(shapesWithLogarithm(), check, 45);
 }
 
 TEST(Extremes, LogarithmsOfJordanBlocksAreTheirSeries) {
@@ -299,30 +338,168 @@ TEST(Extremes, GainsSatisfyTheSteadyState) {
     forAll(continuousShapes(), check, 20);
 }
 
+struct System {
+    Matrix<double> a, b, c, d;
+};
+
+System systemOf(const Matrix<double>& a) {
+    const int n = a.rows();
+    return {a, anyMatrix(n, 2, 94), anyMatrix(2, n, 95), anyMatrix(2, 2, 96)};
+}
+
+LTIStateSpaceModel modelOf(const Matrix<double>& a, systemType type) {
+    const System system = systemOf(a);
+    return {system.a, system.b, system.c, system.d, type, 1.0};
+}
+
+/// With a sample time of 1.
+bool converts(System& system, conversionType type, bool toDiscrete) {
+    const auto convert = toDiscrete ? &QorMathControl::Continuous2Discrete : &QorMathControl::Discrete2Continuous;
+    return succeeds([&] { convert(system.a, system.b, system.c, system.d, 1.0, type); });
+}
+
+/// e x - f over the norms of its terms.
+double equationRatio(const Matrix<double>& e, const Matrix<double>& x, const Matrix<double>& f, int n) {
+    return ratio(product(e, x) - f, frobeniusNorm(e) * frobeniusNorm(x) + frobeniusNorm(f), n);
+}
+
+TEST(Extremes, HeldSystemsSatisfyTheirSteadyState) {
+    // a' = exp(a) and b' = (1 + a / 2 + ...) b commute with a, so that a b' = (a' - 1) b.
+    const auto check = [](const Matrix<double>& a) {
+        const int n = a.rows();
+        const System before = systemOf(a);
+        System held = before;
+        EXPECT_TRUE(converts(held, zeroOrderHold, true));
+        EXPECT_TRUE(identical(held.c, before.c));
+        EXPECT_TRUE(identical(held.d, before.d));
+        if (!isFinite(held.a) || !isFinite(held.b)) {
+            EXPECT_GT(frobeniusNorm(a), 700.0) << "nothing here overflows";
+            return false;
+        }
+        const Matrix<double> residual = product(a, held.b) - product(held.a, before.b) + before.b;
+        const double size =
+            frobeniusNorm(a) * frobeniusNorm(held.b) + (frobeniusNorm(held.a) + 1.0) * frobeniusNorm(before.b);
+        // A rounding for each time that the exponential is squared.
+        EXPECT_LE(ratio(residual, size * (1.0 + std::log2(1.0 + frobeniusNorm(a))), n), ratioLimit);
+        return true;
+    };
+    forAll(continuousShapes(), check, 25);
+}
+
+TEST(Extremes, HeldSystemsComeBackFromContinuousTime) {
+    const auto check = [](const Matrix<double>& a) {
+        const int n = a.rows();
+        const System before = systemOf(a);
+        System there = before;
+        if (!converts(there, zeroOrderHold, false)) {
+            return false;
+        }
+        const double norm = frobeniusNorm(there.a) + frobeniusNorm(there.b);
+        if (!(norm <= largestLogarithm)) {
+            return false;
+        }
+        EXPECT_EQ(there.a.rows(), n) << "no eigenvalue is negative";
+        System back = there;
+        EXPECT_TRUE(converts(back, zeroOrderHold, true));
+        const double size = (1.0 + frobeniusNorm(a) + frobeniusNorm(before.b)) * (1.0 + norm);
+        EXPECT_LE(ratio(back.a - a, size, n), ratioLimit);
+        EXPECT_LE(ratio(back.b - before.b, size, n), ratioLimit);
+        return true;
+    };
+    forAll(discreteShapes(), check, 20);
+}
+
+TEST(Extremes, TustinsRuleSatisfiesItsEquations) {
+    // With e = 1 - a / 2 there: e a' = 1 + a / 2, e b' = b, c' e = c, d' = d + c' b / 2. With e = (1 + a) / 2 back:
+    // e a' = a - 1, and so on, d' = d - c' b / 2.
+    for (const bool toDiscrete : {true, false}) {
+        SCOPED_TRACE(toDiscrete ? "to discrete time" : "to continuous time");
+        const auto check = [toDiscrete](const Matrix<double>& a) {
+            const int n = a.rows();
+            const System before = systemOf(a);
+            System after = before;
+            if (!converts(after, bilinearTransform, toDiscrete)) {
+                return false;
+            }
+            const Matrix<double> half = a * 0.5;
+            const Matrix<double> e = toDiscrete ? a.identity() - half : a.identity() * 0.5 + half;
+            const Matrix<double> f = toDiscrete ? a.identity() + half : a - a.identity();
+            EXPECT_LE(equationRatio(e, after.a, f, n), ratioLimit);
+            EXPECT_LE(equationRatio(e, after.b, before.b, n), ratioLimit);
+            EXPECT_LE(equationRatio(e.transpose(), after.c.transpose(), before.c.transpose(), n), ratioLimit);
+            const Matrix<double> change = product(after.c, before.b) * (toDiscrete ? 0.5 : -0.5);
+            const double size = frobeniusNorm(before.d) + frobeniusNorm(after.c) * frobeniusNorm(before.b);
+            EXPECT_LE(ratio(after.d - before.d - change, size, n), ratioLimit);
+            return true;
+        };
+        forAll(continuousShapes(), check, 25);
+        forAll(discreteShapes(), check, 25);
+    }
+}
+
+/// Compares the transfer functions. What a reduction leaves out at its default tolerance are up to n Hankel singular
+/// values below n eps times the largest, which bounds the difference where the stable modes decay.
+void expectTransferKept(const LTIStateSpaceModel& model, const LTIStateSpaceModel& reduced) {
+    const int n = model.A.rows();
+    LTIStateSpaceModel balanced = model;
+    Vector<double> hsv;
+    QorMathControl::ModelReduction(balanced.A, balanced.B, balanced.C, balanced.D, hsv, reductionBalanced,
+                                   model.sysType, 0, -1.0, 0.0);
+    const double leftOut = hsv.size() == 0 ? 0.0 : 2.0 * n * n * unitRoundoff * hsv[0];
+    for (const double point : transferPoints()) {
+        if (model.sysType == discreteSystem || point > 0.0) {
+            EXPECT_LE(maxDifference(transferAt(model, point), transferAt(reduced, point)),
+                      ratioLimit * transferUnit(model, point) + leftOut)
+                << "at " << point;
+        }
+    }
+}
+
+TEST(Extremes, MinimalAndReducedModelsKeepTheTransferFunction) {
+    for (const systemType type : {discreteSystem, continuousSystem}) {
+        SCOPED_TRACE(type == discreteSystem ? "discrete" : "continuous");
+        const auto check = [type](const Matrix<double>& a) {
+            const LTIStateSpaceModel model = modelOf(a, type);
+            LTIStateSpaceModel minimal = modelOf(a, type);
+            Vector<int> report;
+            int order = a.rows();
+            LTIStateSpaceModel reduced;
+            const bool isMinimal =
+                succeeds([&] { QorMathControl::MinimalRealization(minimal, report, -1.0, -1.0, -1.0); });
+            const bool isReduced =
+                succeeds([&] { reduced = QorMathControl::Shrink(model, order, -1.0, -1.0, -1.0, 0.0); });
+            EXPECT_TRUE(identical(model, modelOf(a, type)));
+            if (isMinimal) {
+                expectTransferKept(model, minimal);
+            }
+            if (isReduced) {
+                expectTransferKept(model, reduced);
+            }
+            return isMinimal && isReduced;
+        };
+        forAll(type == discreteSystem ? discreteShapes() : continuousShapes(), check, 30);
+    }
+}
+
 TEST(Extremes, ConversionsReductionsAndRiccatiEquationsEnd) {
     const auto check = [](const Matrix<double>& a) {
         const int n = a.rows();
-        const Matrix<double> b = anyMatrix(n, 2, 94);
-        const Matrix<double> c = anyMatrix(2, n, 95);
-        const Matrix<double> d = anyMatrix(2, 2, 96);
         int results = 0;
         for (const conversionType type : {zeroOrderHold, bilinearTransform}) {
-            for (const auto convert : {&QorMathControl::Continuous2Discrete, &QorMathControl::Discrete2Continuous}) {
-                Matrix<double> newA = a;
-                Matrix<double> newB = b;
-                Matrix<double> newC = c;
-                Matrix<double> newD = d;
-                results += succeeds([&] { convert(newA, newB, newC, newD, 1.0, type); }) ? 1 : 0;
+            for (const bool toDiscrete : {true, false}) {
+                System system = systemOf(a);
+                results += converts(system, type, toDiscrete) ? 1 : 0;
             }
         }
         for (const systemType type : {discreteSystem, continuousSystem}) {
-            LTIStateSpaceModel model(a, b, c, d, type, 1.0);
+            LTIStateSpaceModel model = modelOf(a, type);
             Vector<int> report;
             results += succeeds([&] { QorMathControl::MinimalRealization(model, report, -1.0, -1.0, -1.0); }) ? 1 : 0;
             int order = -1;
-            const LTIStateSpaceModel whole(a, b, c, d, type, 1.0);
+            const LTIStateSpaceModel whole = modelOf(a, type);
             results += succeeds([&] { QorMathControl::Shrink(whole, order, -1.0, -1.0, 0.0, 0.1); }) ? 1 : 0;
         }
+        const Matrix<double> b = anyMatrix(n, 2, 94);
         Matrix<double> x = Matrix<double>().identity(n);
         const Matrix<double> r = weightMatrix(2);
         const Matrix<double> q = weightMatrix(n);

@@ -51,16 +51,21 @@ inline const std::vector<double>& transferPoints() {
     return points;
 }
 
-/// The largest difference of two transfer functions over the points, as a multiple of what the rounding of an
-/// orthogonal transformation of the first model can make of it: a change of A by n eps ||A|| moves the value by
-/// ||C|| ||R|| n eps ||A|| ||R|| ||B|| with R the resolvent, changes of B and C by n eps ||C|| ||R|| ||B|| each.
-inline double transferRatio(const LTIStateSpaceModel& model, const LTIStateSpaceModel& other) {
+/// What the rounding of an orthogonal transformation of a model can make of its transfer function at a point: a change
+/// of A by n eps ||A|| moves the value by ||C|| ||R|| n eps ||A|| ||R|| ||B|| with R the resolvent, changes of B and C
+/// by n eps ||C|| ||R|| ||B|| each.
+inline double transferUnit(const LTIStateSpaceModel& model, double z) {
     const double n = std::max(1, model.A.rows());
+    const double r = frobeniusNorm(resolvent(model.A, z));
+    const double outer = frobeniusNorm(model.B) * frobeniusNorm(model.C) * r;
+    return n * unitRoundoff * (outer * (frobeniusNorm(model.A) * r + 2.0) + frobeniusNorm(model.D));
+}
+
+/// The largest difference of two transfer functions over the points, as a multiple of transferUnit of the first model.
+inline double transferRatio(const LTIStateSpaceModel& model, const LTIStateSpaceModel& other) {
     double largest = 0.0;
     for (const double z : transferPoints()) {
-        const double r = frobeniusNorm(resolvent(model.A, z));
-        const double outer = frobeniusNorm(model.B) * frobeniusNorm(model.C) * r;
-        const double unit = n * unitRoundoff * (outer * (frobeniusNorm(model.A) * r + 2.0) + frobeniusNorm(model.D));
+        const double unit = transferUnit(model, z);
         const double difference = maxDifference(transferAt(model, z), transferAt(other, z));
         largest = largerOf(largest, difference == 0.0 ? 0.0 : difference / unit);
     }
