@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <istream>
 #include <limits>
@@ -267,37 +268,6 @@ class Walk {
     std::vector<Output> outputList_;
 };
 
-const char* sentenceOf(int status) {
-    switch (status) {
-        case FIR_OPEN_FAILED:
-            return "it cannot be opened";
-        case FIR_HEADER_ERROR:
-            return "a line of its header or of its lists of inputs and outputs is damaged";
-        case FIR_NO_MEMORY:
-            return "there is not enough memory for it";
-        case FIR_OUTPUT_BLOCK_ERROR:
-            return "the first lines of an output's block, or a gain, are damaged";
-        case FIR_INPUT_BLOCK_ERROR:
-            return "the first line of a curve is damaged";
-        case FIR_DATA_ERROR:
-            return "a line of coefficients is damaged";
-        case FIR_COUNT_MISMATCH:
-            return "the counts that it promises are not what it holds";
-        default:
-            return "it is damaged";
-    }
-}
-
-int statusOf(const std::string& path) {
-    FIRFileHandle handle;
-    int status = firOpenRead(&handle, path.c_str());
-    if (status == FIR_OK) {
-        status = firReadCurves(&handle, nullptr, nullptr, nullptr);
-        firClose(&handle);
-    }
-    return status;
-}
-
 }  // namespace
 
 std::string firstDamage(std::istream& text) {
@@ -305,9 +275,15 @@ std::string firstDamage(std::istream& text) {
 }
 
 std::string diagnoseModelFile(const std::string& path) {
+    errno = 0;
     std::ifstream text(path, std::ios::binary);
-    const std::string damage = text ? firstDamage(text) : std::string();
-    return damage.empty() ? sentenceOf(statusOf(path)) : damage;
+    if (!text) {
+        return std::string("cannot be read: ") + std::strerror(errno);
+    }
+    const std::string damage = firstDamage(text);
+    // The walk keeps a line at a time, and can read what the library had no room for.
+    return damage.empty() ? "cannot be read: there is not enough memory for it, or it has just been changed"
+                          : "is not a model file: " + damage;
 }
 
 }  // namespace qormath::cli

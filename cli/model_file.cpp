@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -57,8 +58,14 @@ LTIFIRModel readModelFile(const std::string& path) {
     requireReadable(path);
     LTIFIRModel model;
     std::string name = path;
-    if (!model.ReadModel(name.data())) {
-        throw ProgramError(path, "is not a model file: " + diagnoseModelFile(path));
+    bool isRead = false;
+    try {
+        isRead = model.ReadModel(name.data());
+    } catch (const std::bad_alloc&) {
+        // To the user this is the same as false: the file is to be named.
+    }
+    if (!isRead) {
+        throw ProgramError(path, diagnoseModelFile(path));
     }
     return model;
 }

@@ -28,6 +28,7 @@ using qormath::test::runHere;
 using qormath::test::RunOptions;
 using qormath::test::runQormath;
 using qormath::test::textOfFile;
+using qormath::test::Variable;
 using qormath::test::WorkFolder;
 using qormath::test::writeFile;
 using testing::HasSubstr;
@@ -170,6 +171,46 @@ TEST(HostileInput, OfAGigabyteOfZerosIsGivenUpSoon) {
         EXPECT_THAT(run.err, HasSubstr("zeros: "));
         EXPECT_THAT(run.err, HasSubstr("line 1"));
     });
+}
+
+/// A model of one curve, of a million lines and more.
+std::string longCurve(int coefficients) {
+    const std::string count = std::to_string(coefficients);
+    std::string text = "No comment\n0\n1\n1\n" + count + "\n" + count + "\n30\n9896\n";
+    text += std::string(36, ' ') + "FEED         INLET       \n";
+    text += std::string(36, ' ') + "TEMP         REACTOR          0     1\n";
+    text += "TEMP         REACTOR         0      0.000000\n";
+    for (int k = 0; k < 10; ++k) {
+        text += "0.0\n";
+    }
+    text += "FEED         INLET                   1.0\n";
+    for (int k = 0; k < coefficients; k += 5) {
+        text += "1 1 1 1 1\n";
+    }
+    return text;
+}
+
+TEST(HostileInput, ThatIsTooLargeForTheMemoryIsNamed) {
+    if (!memoryCanBeLimited) {
+        GTEST_SKIP() << "the sanitizer needs the addresses";
+    }
+    const WorkFolder folder;
+    constexpr int coefficients = 8000000;  // 64 MB
+    constexpr rlim_t step = rlim_t{16} << 20U;
+    writeFile(folder.file("long"), longCurve(coefficients));
+    // Threads of BLAS have stacks, as many as the machine has cores.
+    const Variable oneThread("OPENBLAS_NUM_THREADS", "1");
+    RunOptions options;
+    options.largestMemory = step;
+    while (runQormath({"info", folder.model()}, options).status != 0) {
+        *options.largestMemory += step;
+        ASSERT_LE(*options.largestMemory, rlim_t{4} << 30U);
+    }
+    EXPECT_EQ(runQormath({"info", folder.file("long")}).status, 0);
+    const ProgramRun run = runQormath({"info", folder.file("long")}, options);
+    EXPECT_EQ(run.status, failed);
+    expectOneSentence(run);
+    EXPECT_THAT(run.err, HasSubstr("long: cannot be read: there is not enough memory for it"));
 }
 
 TEST(HostileInput, ThatMayNotBeReadIsNamed) {

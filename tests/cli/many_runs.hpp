@@ -6,7 +6,6 @@
 #include <iterator>
 #include <map>
 #include <sstream>
-#include <stdlib.h>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -54,31 +53,6 @@ inline Words namesIn(const std::string& folder) {
     }
     return names;
 }
-
-/// A variable of the environment, for programs that are run meanwhile.
-class Variable {
-  public:
-    Variable(const char* name, const std::string& value) : name_(name) {
-        const char* const former = getenv(name);
-        former_ = former == nullptr ? "" : former;
-        hadFormer_ = former != nullptr;
-        setenv(name, value.c_str(), 1);
-    }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-    ~Variable() {
-        if (hadFormer_) {
-            setenv(name_, former_.c_str(), 1);
-        } else {
-            unsetenv(name_);
-        }
-    }
-
-  private:
-    const char* name_;
-    std::string former_;
-    bool hadFormer_;
-};
 
 /// Runs the program here with another program for the single models, a script of a shell.
 inline ProgramRun runWithScript(const TemporaryFolder& folder, const std::string& script, const Words& words,

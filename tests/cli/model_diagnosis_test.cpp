@@ -182,16 +182,21 @@ TEST(FirstDamage, CountsExtraCommentLines) {
     EXPECT_EQ(damageOf(textOf(lines)), "line 5: expected the number of inputs, found \"?\"");
 }
 
-TEST(DiagnoseModelFile, SaysWhatTheStatusSaysWhereNoLineIsToBlame) {
+TEST(DiagnoseModelFile, TellsWhyAFileCannotBeOpened) {
     const TemporaryFolder folder;
-    EXPECT_EQ(diagnoseModelFile(folder.file("missing")), "it cannot be opened");
+    EXPECT_EQ(diagnoseModelFile(folder.file("missing")), "cannot be read: No such file or directory");
+}
+
+TEST(DiagnoseModelFile, BlamesTheMemoryWhereEveryLineIsInOrder) {
+    EXPECT_EQ(diagnoseModelFile(exampleModel("surge_drum.fir")),
+              "cannot be read: there is not enough memory for it, or it has just been changed");
 }
 
 TEST(DiagnoseModelFile, NamesALine) {
     const TemporaryFolder folder;
     writeFile(folder.file("model.fir"), "A letter\n\nDear reader,\n");
     EXPECT_EQ(diagnoseModelFile(folder.file("model.fir")),
-              "line 2: expected the number of extra comment lines, found a blank line");
+              "is not a model file: line 2: expected the number of extra comment lines, found a blank line");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <linux/capability.h>
 #include <optional>
 #include <stdexcept>
+#include <stdlib.h>
 #include <string>
 #include <support/temporary_folder.hpp>
 #include <sys/prctl.h>
@@ -125,6 +126,31 @@ inline ProgramRun runQormath(const std::vector<std::string>& arguments, const Ru
     run.err = capturesErrors ? textOfFile(err) : "";
     return run;
 }
+
+/// A variable of the environment, for programs that are run meanwhile.
+class Variable {
+  public:
+    Variable(const char* name, const std::string& value) : name_(name) {
+        const char* const former = getenv(name);
+        former_ = former == nullptr ? "" : former;
+        hadFormer_ = former != nullptr;
+        setenv(name, value.c_str(), 1);
+    }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+    ~Variable() {
+        if (hadFormer_) {
+            setenv(name_, former_.c_str(), 1);
+        } else {
+            unsetenv(name_);
+        }
+    }
+
+  private:
+    const char* name_;
+    std::string former_;
+    bool hadFormer_;
+};
 
 inline std::string exampleModel(const std::string& name) {
     return std::string(QORMATH_EXAMPLE_MODELS) + "/" + name;

@@ -84,6 +84,26 @@ TEST(Staircase, OfRandomPairsIsASimilarityWhateverTheGroups) {
     }
 }
 
+TEST(Staircase, OfAPairWhoseSquaresOverflowOrVanishIsThatOfThePairInRangeScaledBack) {
+    NormalNumbers generator(3);
+    const Pair pair{rawRandom(7, 7, generator), rawRandom(7, 2, generator)};
+    const Reduced plain = reduced(pair, 0.0, 0);
+    for (const int exponent : {-600, 600}) {
+        SCOPED_TRACE(exponent);
+        const auto scaled = [exponent](RawMatrix matrix) {
+            for (double& element : matrix.elements) {
+                element = std::ldexp(element, exponent);
+            }
+            return matrix;
+        };
+        const Reduced far = reduced({scaled(pair.a), scaled(pair.b)}, 0.0, 0);
+        EXPECT_EQ(far.staircase.blockSizes, plain.staircase.blockSizes);
+        EXPECT_EQ(far.a.elements, scaled(plain.a).elements);
+        EXPECT_EQ(far.b.elements, scaled(plain.b).elements);
+        EXPECT_EQ(far.z.elements, plain.z.elements);
+    }
+}
+
 TEST(Staircase, GathersReflectorsAcrossStairsThatNeedNone) {
     // Every other ten states stand in reversed order, without rounding: stairs with and without reflectors alternate.
     const int n = 60;
