@@ -29,7 +29,7 @@ struct Window {
     Elements t;
     Elements v;
 
-    HessenbergMatrix matrix() { return {n, t.data(), ld, v.data(), ld}; }
+    HessenbergMatrix matrix() { return {n, t.data(), ld, n, v.data(), ld}; }
 };
 
 Window copyOfWindow(const HessenbergMatrix& matrix, int start, int order, bool isWhole) {

@@ -83,7 +83,7 @@ void standardise(const HessenbergMatrix& matrix, int first) {
         lapack::rot(after, right, matrix.ldh, right + 1, matrix.ldh, c, s);
     }
     lapack::rot(first, at(matrix.h, matrix.ldh, 0, first), 1, at(matrix.h, matrix.ldh, 0, first + 1), 1, c, s);
-    lapack::rot(matrix.n, at(matrix.z, matrix.ldz, 0, first), 1, at(matrix.z, matrix.ldz, 0, first + 1), 1, c, s);
+    lapack::rot(matrix.rowsOfZ, at(matrix.z, matrix.ldz, 0, first), 1, at(matrix.z, matrix.ldz, 0, first + 1), 1, c, s);
 }
 
 double* atLeast(std::vector<double>& work, int rows, int columns) {
@@ -137,7 +137,7 @@ int firstActiveRow(const HessenbergMatrix& matrix, int earliest, int last) {
 
 bool solveSmallBlock(const HessenbergMatrix& matrix) {
     const int n = matrix.n;
-    const ChainTarget target{matrix.h, matrix.ldh, matrix.z, matrix.ldz, 0, n, n, false};
+    const ChainTarget target{matrix.h, matrix.ldh, matrix.z, matrix.ldz, 0, n, matrix.rowsOfZ, false};
     int sweeps = 0;
     for (int last = n - 1; last >= 0;) {
         const int first = firstActiveRow(matrix, 0, last);
@@ -167,7 +167,9 @@ void transformOutside(const HessenbergMatrix& matrix, int first, int order, cons
     if (after > 0) {
         multiplyFromLeft(order, after, at(matrix.h, matrix.ldh, first, first + order), matrix.ldh, v, ldv, work);
     }
-    multiplyFromRight(matrix.n, order, at(matrix.z, matrix.ldz, 0, first), matrix.ldz, v, ldv, work);
+    if (matrix.rowsOfZ > 0) {
+        multiplyFromRight(matrix.rowsOfZ, order, at(matrix.z, matrix.ldz, 0, first), matrix.ldz, v, ldv, work);
+    }
 }
 
 }  // namespace qormath::control_utility

@@ -6,12 +6,13 @@
 
 namespace qormath::control_utility {
 
-/// An upper Hessenberg matrix of order n on its way to a real Schur form, and the matrix of n rows that gathers the
-/// transformations from the right. What stands below the subdiagonal is zero.
+/// An upper Hessenberg matrix of order n on its way to a real Schur form, and the matrix of any number of rows that the
+/// transformations are multiplied to from the right. What stands below the subdiagonal is zero.
 struct HessenbergMatrix {
     int n = 0;
     double* h = nullptr;
     int ldh = 0;
+    int rowsOfZ = 0;
     double* z = nullptr;
     int ldz = 0;
 };

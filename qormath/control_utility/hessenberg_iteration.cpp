@@ -48,7 +48,7 @@ bool solveActiveBlock(const HessenbergMatrix& matrix, int first, int order, Elem
     double* const block = at(matrix.h, matrix.ldh, first, first);
     copyQuasiTriangular(order, block, matrix.ldh, t.data(), ld);
     lapack::laset(ld, ld, 0.0, 1.0, v.data(), ld);
-    if (!solveSmallBlock({order, t.data(), ld, v.data(), ld})) {
+    if (!solveSmallBlock({order, t.data(), ld, order, v.data(), ld})) {
         return false;
     }
     copyQuasiTriangular(order, t.data(), ld, block, matrix.ldh);

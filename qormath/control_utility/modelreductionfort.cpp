@@ -104,10 +104,10 @@ void scaleToLowNorm(System& system) {
 Outcome separateSpectrum(System& system, bool discrete, double alpha, int& leading) {
     const int n = system.n;
     const auto order = static_cast<std::size_t>(n);
-    Matrix u(cells(n, n)), wr(order), wi(order);
+    Matrix wr(order), wi(order);
     const int info = toOrderedSchurForm(discrete ? SpectralMeasure::modulus : SpectralMeasure::realPart, alpha, n,
                                         system.m, system.p, system.a.data(), n, system.b.data(), n, system.c.data(),
-                                        system.p, u.data(), n, wr.data(), wi.data(), leading);
+                                        system.p, nullptr, 0, wr.data(), wi.data(), leading);
     return info == 0 ? success : noSchurForm;
 }
 

@@ -26,17 +26,85 @@ bool isModerate(int n, const double* a, int lda) {
     return std::isfinite(largest) && largest > 0.0 && std::abs(std::ilogb(largest)) <= moderateExponent;
 }
 
-/// Hessenberg form of the rows first to last, one-based, of a matrix that is triangular in the others, with vectors.
-void reduceToHessenberg(int n, int first, int last, double* a, int lda, double* q, int ldq) {
+/// Hessenberg form under way: what LAPACK keeps of the permutation and of the reflectors.
+struct Reduction {
+    int first = 0;  ///< of the rows that are reduced, one-based, as is the last
+    int last = 0;
+    Elements scale;
+    Elements tau;
+    Elements work;
+
+    int workLength() const { return static_cast<int>(work.size()); }
+};
+
+/// Hessenberg form of a, with the reflectors below the subdiagonal. Eigenvalues that stand alone after a permutation
+/// are left out of it.
+Reduction reduceToHessenberg(int n, double* a, int lda, int rows) {
     const auto order = static_cast<std::size_t>(n);
-    Elements tau(order), work(order * workBlock + workBlock * (workBlock + 1));
-    const int workLength = static_cast<int>(work.size());
-    lapack::gehrd(n, first, last, a, lda, tau.data(), work.data(), workLength);
-    lapack::lacpy(n, n, a, lda, q, ldq);
-    lapack::orghr(n, first, last, q, ldq, tau.data(), work.data(), workLength);
+    const auto widest = static_cast<std::size_t>(std::max(n, rows));
+    Reduction reduction{0, 0, Elements(order), Elements(order),
+                        Elements(widest * workBlock + workBlock * (workBlock + 1))};
+    lapack::gebal('P', n, a, lda, reduction.first, reduction.last, reduction.scale.data());
+    lapack::gehrd(n, reduction.first, reduction.last, a, lda, reduction.tau.data(), reduction.work.data(),
+                  reduction.workLength());
+    return reduction;
+}
+
+void clearReflectors(int n, double* a, int lda) {
     for (int column = 0; column + 2 < n; ++column) {
         std::fill_n(at(a, lda, column + 2, column), n - column - 2, 0.0);
     }
+}
+
+/// Exchanges the columns of z as the permutation has exchanged those of the matrix, the isolated last ones first.
+void permuteColumns(const Reduction& reduction, int n, int rows, double* z, int ldz) {
+    const auto exchange = [&](int column) {
+        const int other = static_cast<int>(reduction.scale[static_cast<std::size_t>(column)]) - 1;
+        lapack::swap(rows, at(z, ldz, 0, column), 1, at(z, ldz, 0, other), 1);
+    };
+    for (int column = n - 1; column >= reduction.last; --column) {
+        exchange(column);
+    }
+    for (int column = 0; column < reduction.first - 1; ++column) {
+        exchange(column);
+    }
+}
+
+bool iterate(const Reduction& reduction, const HessenbergMatrix& matrix, const Elements& untouched,
+             int fruitlessRounds) {
+    if (!iterateToSchurForm(matrix, reduction.first - 1, reduction.last - 1, fruitlessRounds)) {
+        lapack::lacpy(matrix.n, matrix.n, untouched.data(), matrix.n, matrix.h, matrix.ldh);
+        return false;
+    }
+    return true;
+}
+
+Elements packed(int rows, int columns, const double* x, int ldx) {
+    Elements copy(static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns));
+    lapack::lacpy(rows, columns, x, ldx, copy.data(), rows);
+    return copy;
+}
+
+/// The own iteration for z = z q; false, with a and z as they were, where it is not for this matrix.
+bool iterateWithRows(int n, double* a, int lda, double* wr, double* wi, int rows, double* z, int ldz) {
+    if (!isModerate(n, a, lda)) {
+        return false;
+    }
+    const Elements untouched = packed(n, n, a, lda);
+    const Elements untouchedRows = packed(rows, n, z, ldz);
+    Reduction reduction = reduceToHessenberg(n, a, lda, rows);
+    if (rows > 0) {
+        permuteColumns(reduction, n, rows, z, ldz);
+        lapack::ormhr(lapack::Side::right, lapack::Op::none, rows, n, reduction.first, reduction.last, a, lda,
+                      reduction.tau.data(), z, ldz, reduction.work.data(), reduction.workLength());
+    }
+    clearReflectors(n, a, lda);
+    if (!iterate(reduction, {n, a, lda, rows, z, ldz}, untouched, mostFruitlessRounds)) {
+        lapack::lacpy(rows, n, untouchedRows.data(), rows, z, ldz);
+        return false;
+    }
+    eigenvaluesOfSchurDiagonal(n, a, lda, wr, wi);
+    return true;
 }
 
 }  // namespace
@@ -55,18 +123,16 @@ bool realSchurFormByOwnIteration(int n, double* a, int lda, double* wr, double* 
     if (!isModerate(n, a, lda)) {
         return false;
     }
-    const auto order = static_cast<std::size_t>(n);
-    Elements untouched(order * order), scale(order);
-    lapack::lacpy(n, n, a, lda, untouched.data(), n);
-    int first = 0;
-    int last = 0;
-    lapack::gebal('P', n, a, lda, first, last, scale.data());
-    reduceToHessenberg(n, first, last, a, lda, q, ldq);
-    if (!iterateToSchurForm({n, a, lda, q, ldq}, first - 1, last - 1, fruitlessRounds)) {
-        lapack::lacpy(n, n, untouched.data(), n, a, lda);
+    const Elements untouched = packed(n, n, a, lda);
+    Reduction reduction = reduceToHessenberg(n, a, lda, n);
+    lapack::lacpy(n, n, a, lda, q, ldq);
+    lapack::orghr(n, reduction.first, reduction.last, q, ldq, reduction.tau.data(), reduction.work.data(),
+                  reduction.workLength());
+    clearReflectors(n, a, lda);
+    if (!iterate(reduction, {n, a, lda, n, q, ldq}, untouched, fruitlessRounds)) {
         return false;
     }
-    lapack::gebak('P', n, first, last, scale.data(), n, q, ldq);
+    lapack::gebak('P', n, reduction.first, reduction.last, reduction.scale.data(), n, q, ldq);
     eigenvaluesOfSchurDiagonal(n, a, lda, wr, wi);
     return true;
 }
@@ -76,6 +142,19 @@ int realSchurForm(int n, double* a, int lda, double* wr, double* wi, double* q, 
         return 0;
     }
     return realSchurFormByLapack(n, a, lda, wr, wi, q, ldq);
+}
+
+int realSchurFormWithRows(int n, double* a, int lda, double* wr, double* wi, int rows, double* z, int ldz) {
+    if (n >= smallestOrder && iterateWithRows(n, a, lda, wr, wi, rows, z, ldz)) {
+        return 0;
+    }
+    Elements q(static_cast<std::size_t>(n) * static_cast<std::size_t>(n));
+    const int info = realSchurFormByLapack(n, a, lda, wr, wi, q.data(), n);
+    if (info == 0) {
+        const Elements old = packed(rows, n, z, ldz);
+        lapack::gemm(lapack::Op::none, lapack::Op::none, rows, n, n, 1.0, old.data(), rows, q.data(), n, 0.0, z, ldz);
+    }
+    return info;
 }
 
 }  // namespace qormath::control_utility

@@ -61,11 +61,12 @@ int moveMarkedToTop(const char* marks, int n, double* t, int ldt, double* q, int
 /// The blocked reordering of one form: its matrices, the marks, and the window's own workspace.
 class WindowedReordering {
   public:
-    WindowedReordering(std::vector<char> marks, int n, double* t, int ldt, double* q, int ldq)
+    WindowedReordering(std::vector<char> marks, int n, double* t, int ldt, int rowsOfQ, double* q, int ldq)
         : marks_(std::move(marks)),
           n_(n),
           t_(t),
           ldt_(ldt),
+          rowsOfQ_(rowsOfQ),
           q_(q),
           ldq_(ldq),
           // A window grows by one row where its edge would cut a pair.
@@ -148,7 +149,9 @@ class WindowedReordering {
         // What has been swapped before a failure is written back too, so that t and q remain one Schur form.
         lapack::lacpy(size, size, window_.data(), size, corner, ldt_);
         multiplyFromRight(begin, t_ + static_cast<std::ptrdiff_t>(begin) * ldt_, ldt_, size);
-        multiplyFromRight(n_, q_ + static_cast<std::ptrdiff_t>(begin) * ldq_, ldq_, size);
+        if (rowsOfQ_ > 0) {
+            multiplyFromRight(rowsOfQ_, q_ + static_cast<std::ptrdiff_t>(begin) * ldq_, ldq_, size);
+        }
         multiplyFromLeft(n_ - end, t_ + begin + static_cast<std::ptrdiff_t>(end) * ldt_, size);
         if (info == 0) {
             std::fill_n(windowMarks, top, char{1});
@@ -182,6 +185,7 @@ class WindowedReordering {
     int n_;
     double* t_;
     int ldt_;
+    int rowsOfQ_;
     double* q_;
     int ldq_;
     std::vector<double> window_;
@@ -189,6 +193,14 @@ class WindowedReordering {
     std::vector<double> strip_;
     std::vector<double> work_;
 };
+
+int reorderInWindows(const char* selected, int n, double* t, int ldt, int rowsOfQ, double* q, int ldq, double* wr,
+                     double* wi, int& leading) {
+    WindowedReordering reordering(marksOfWholeBlocks(selected, n, t, ldt), n, t, ldt, rowsOfQ, q, ldq);
+    const int info = reordering.run(leading);
+    eigenvaluesOfSchurDiagonal(n, t, ldt, wr, wi);
+    return info;
+}
 
 }  // namespace
 
@@ -222,9 +234,22 @@ int reorderSchurForm(const char* selected, int n, double* t, int ldt, double* q,
     if (n <= plainOrder) {
         return reorderSchurFormPlain(selected, n, t, ldt, q, ldq, wr, wi, leading);
     }
-    WindowedReordering reordering(marksOfWholeBlocks(selected, n, t, ldt), n, t, ldt, q, ldq);
-    const int info = reordering.run(leading);
-    eigenvaluesOfSchurDiagonal(n, t, ldt, wr, wi);
+    return reorderInWindows(selected, n, t, ldt, n, q, ldq, wr, wi, leading);
+}
+
+int reorderSchurFormWithRows(const char* selected, int n, double* t, int ldt, int rows, double* z, int ldz, double* wr,
+                             double* wi, int& leading) {
+    if (n > plainOrder) {
+        return reorderInWindows(selected, n, t, ldt, rows, z, ldz, wr, wi, leading);
+    }
+    const auto order = static_cast<std::size_t>(n);
+    const auto count = static_cast<std::size_t>(rows);
+    std::vector<double> p(order * order);
+    std::vector<double> old(count * order);
+    lapack::laset(n, n, 0.0, 1.0, p.data(), n);
+    lapack::lacpy(rows, n, z, ldz, old.data(), rows);
+    const int info = reorderSchurFormPlain(selected, n, t, ldt, p.data(), n, wr, wi, leading);
+    lapack::gemm(Op::none, Op::none, rows, n, n, 1.0, old.data(), rows, p.data(), n, 0.0, z, ldz);
     return info;
 }
 

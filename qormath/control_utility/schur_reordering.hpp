@@ -24,6 +24,11 @@ namespace qormath::control_utility {
 int reorderSchurForm(const char* selected, int n, double* t, int ldt, double* q, int ldq, double* wr, double* wi,
                      int& leading);
 
+/// The same, with z = z p in the place of q = q p, for a z of any number of rows, where p is the similarity that
+/// reorders t.
+int reorderSchurFormWithRows(const char* selected, int n, double* t, int ldt, int rows, double* z, int ldz, double* wr,
+                             double* wi, int& leading);
+
 /// The same by single swaps over the whole form: the kernel of small forms, and the oracle of the blocked one.
 int reorderSchurFormPlain(const char* selected, int n, double* t, int ldt, double* q, int ldq, double* wr, double* wi,
                           int& leading);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
 #include <vector>
@@ -167,6 +168,78 @@ TEST(BLOCKSPECTRALDECOMPOSITION, StaysInsideItsLeadingDimensions) {
             EXPECT_TRUE(std::isnan(c[test::cells(j, ld) + static_cast<std::size_t>(i)]));
         }
     }
+}
+
+namespace {
+
+/// The same system ordered with and without the vectors.
+struct BothRoutes {
+    explicit BothRoutes(const Problem& problem) : with(problem), without(problem) {
+        const int n = problem.n;
+        outcomeWith =
+            toOrderedSchurForm(SpectralMeasure::modulus, 0.6, n, with.m, with.p, with.a.data(), n, with.b.data(), n,
+                               with.c.data(), with.p, with.u.data(), n, with.wr.data(), with.wi.data(), with.count);
+        outcomeWithout = toOrderedSchurForm(SpectralMeasure::modulus, 0.6, n, without.m, without.p, without.a.data(), n,
+                                            without.b.data(), n, without.c.data(), without.p, nullptr, 0,
+                                            without.wr.data(), without.wi.data(), without.count);
+    }
+
+    Problem with, without;
+    int outcomeWith = -1, outcomeWithout = -1;
+};
+
+void expectTheSameToTheBit(const RawMatrix& x, const RawMatrix& y) {
+    ASSERT_EQ(x.elements.size(), y.elements.size());
+    EXPECT_EQ(std::memcmp(x.data(), y.data(), x.elements.size() * sizeof(double)), 0);
+}
+
+}  // namespace
+
+TEST(OrderedSchurForm, WithoutVectorsIsTheSameAsWithThem) {
+    for (const int n : {1, 2, 60, 119, 120, 128, 129, 200}) {
+        for (const int m : {0, 1, 7}) {
+            for (const int p : {0, 3, 150}) {
+                SCOPED_TRACE(testing::Message() << n << " states, " << m << " inputs, " << p << " outputs");
+                const BothRoutes routes(Problem(n, m, p, 2230u + static_cast<unsigned>(n)));
+                ASSERT_EQ(routes.outcomeWith, 0);
+                ASSERT_EQ(routes.outcomeWithout, 0);
+                EXPECT_EQ(routes.without.count, routes.with.count);
+                EXPECT_EQ(routes.without.wr, routes.with.wr);
+                EXPECT_EQ(routes.without.wi, routes.with.wi);
+                expectTheSameToTheBit(routes.without.a, routes.with.a);
+                EXPECT_LE(ratio(n, routes.without.b, routes.with.b), ratioLimit);
+                EXPECT_LE(ratio(n, routes.without.c, routes.with.c), ratioLimit);
+            }
+        }
+    }
+}
+
+TEST(OrderedSchurForm, WithoutVectorsTakesThemAllTheSameWhereInputsOrOutputsAreNotModerate) {
+    // A not-a-number stays in its column of b, or row of c, and what is near the end of the range does not leave it.
+    for (const double element :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(), 1e300}) {
+        for (const bool inB : {true, false}) {
+            Problem problem(130, 2, 3, 2240);
+            (inB ? problem.b(5, 1) : problem.c(1, 7)) = element;
+            const BothRoutes routes(problem);
+            ASSERT_EQ(routes.outcomeWith, 0);
+            ASSERT_EQ(routes.outcomeWithout, 0);
+            expectTheSameToTheBit(routes.without.a, routes.with.a);
+            expectTheSameToTheBit(routes.without.b, routes.with.b);
+            expectTheSameToTheBit(routes.without.c, routes.with.c);
+        }
+    }
+}
+
+TEST(OrderedSchurForm, WithoutVectorsTellsWhatIsNotFiniteAndWritesNothing) {
+    Problem problem(4, 2, 2, 2241);
+    problem.a(3, 0) = std::numeric_limits<double>::quiet_NaN();
+    const BothRoutes routes(problem);
+    EXPECT_EQ(routes.outcomeWithout, 1);
+    EXPECT_EQ(routes.without.count, 0);
+    expectTheSameToTheBit(routes.without.a, problem.a);
+    EXPECT_TRUE(routes.without.b == problem.b);
+    EXPECT_TRUE(routes.without.c == problem.c);
 }
 
 TEST(BLOCKSPECTRALDECOMPOSITION, TellsWhatIsNotFiniteAndWritesNothing) {

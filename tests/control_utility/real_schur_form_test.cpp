@@ -236,6 +236,50 @@ TEST(RealSchurForm, IsASchurFormByTheOwnIterationForEverySizeOfItsRounds) {
     }
 }
 
+/// That the form for z = z q is the one with q, and z that product; z has guard rows, and NaN in them stays there.
+void expectTheSameFormWithRows(int n, const Elements& a, int rows) {
+    SCOPED_TRACE(testing::Message() << rows << " rows");
+    Form form(n, a);
+    ASSERT_EQ(realSchurForm(n, form.t.data(), n, form.wr.data(), form.wi.data(), form.q.data(), n), 0);
+    const Elements before = test::NormalNumbers(17).matrix(rows, n);
+    const int ldz = rows + 2;
+    Elements guarded = test::withGuardRows(rows, n, before, ldz);
+    Form along(n, a);
+    ASSERT_EQ(realSchurFormWithRows(n, along.t.data(), n, along.wr.data(), along.wi.data(), rows, guarded.data(), ldz),
+              0);
+    EXPECT_EQ(along.t, form.t);
+    EXPECT_EQ(along.wr, form.wr);
+    EXPECT_EQ(along.wi, form.wi);
+    const Elements z = test::packed(rows, n, guarded.data(), ldz);
+    const Elements expected = test::product(Op::none, Op::none, rows, n, n, before, form.q);
+    EXPECT_LE(test::frobeniusOfDifference(z, expected),
+              2.0 * ratioLimit * n * lapack::machineEpsilon() * test::frobenius(before));
+    for (int j = 0; j < n; ++j) {
+        EXPECT_TRUE(std::isnan(guarded[test::cells(j, ldz) + static_cast<std::size_t>(rows)]));
+    }
+}
+
+TEST(RealSchurForm, WithRowsIsTheFormWithVectorsAndTheProductOfTheRowsWithThem) {
+    for (const Family& family : families()) {
+        SCOPED_TRACE(family.name);
+        expectTheSameFormWithRows(130, family.make(130, 18), 5);
+    }
+    for (const int n : {1, 2, 119, 120, 300}) {
+        SCOPED_TRACE(n);
+        const Elements a = test::NormalNumbers(19).matrix(n, n);
+        for (const int rows : {0, 1, 20, n + 3}) {
+            expectTheSameFormWithRows(n, a, rows);
+        }
+    }
+}
+
+TEST(RealSchurForm, WithRowsGoesThroughLapackWhereTheOwnIterationDoesNotServe) {
+    const int n = 130;
+    const Elements a = test::NormalNumbers(20).matrix(n, n);
+    expectTheSameFormWithRows(n, changed(n, a, [](int, int, double x) { return std::scalbn(x, 400); }), 4);
+    expectTheSameFormWithRows(n, Elements(test::cells(n, n)), 4);
+}
+
 TEST(RealSchurForm, HasTheSameEigenvaluesByBothRoutes) {
     // Of a normal matrix they differ by the backward errors of the two.
     for (const int n : {65, 120, 200, 300}) {

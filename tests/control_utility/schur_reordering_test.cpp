@@ -17,6 +17,7 @@ using namespace qormath;
 using control_utility::eigenvaluesOfSchurDiagonal;
 using control_utility::reorderSchurForm;
 using control_utility::reorderSchurFormPlain;
+using control_utility::reorderSchurFormWithRows;
 
 // Residuals are held to this many n * eps * norm. Each element passes about n swaps, but only through the blocks that
 // cross it, and rounding errors of rotations add up like their root.
@@ -168,6 +169,36 @@ TEST(SchurReordering, InWindowsGivesTheOrderOfSingleSwaps) {
         for (std::size_t row = 0; row < marks.size(); ++row) {
             ASSERT_NEAR(blocked.wr[row], plain.wr[row], 1e-9);
             ASSERT_NEAR(std::abs(blocked.wi[row]), std::abs(plain.wi[row]), 1e-9);
+        }
+    }
+}
+
+TEST(SchurReordering, WithRowsIsTheSameFormAndTheProductOfTheRows) {
+    for (const int n : {0, 1, 2, 65, 128, 129, 200}) {
+        for (const int rows : {0, 1, 7, n + 2}) {
+            SCOPED_TRACE(testing::Message() << "n " << n << ", " << rows << " rows");
+            Form form = knownForm(n, 0.4, 14);
+            test::NormalNumbers numbers(15);
+            const std::vector<double> before = numbers.matrix(rows, n);
+            const int ldz = rows + 1;
+            std::vector<double> z = test::withGuardRows(
+                rows, n, test::product(lapack::Op::none, lapack::Op::none, rows, n, n, before, form.q), ldz);
+            const std::vector<char> marks = marksOf(form, 0.5, 16);
+            Form along = form;
+            int leading = -1;
+            int leadingAlong = -2;
+            ASSERT_EQ(reorder(marks, form, leading), 0);
+            ASSERT_EQ(reorderSchurFormWithRows(marks.data(), n, along.t.data(), n, rows, z.data(), ldz, along.wr.data(),
+                                               along.wi.data(), leadingAlong),
+                      0);
+            EXPECT_EQ(leadingAlong, leading);
+            EXPECT_EQ(along.t, form.t);
+            EXPECT_EQ(along.wr, form.wr);
+            EXPECT_EQ(along.wi, form.wi);
+            const std::vector<double> expected =
+                test::product(lapack::Op::none, lapack::Op::none, rows, n, n, before, form.q);
+            EXPECT_LE(test::frobeniusOfDifference(test::packed(rows, n, z.data(), ldz), expected),
+                      2.0 * ratioLimit * n * lapack::machineEpsilon() * test::frobenius(before));
         }
     }
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <support/random_numbers.hpp>
@@ -44,6 +45,12 @@ inline std::vector<double> product(lapack::Op opA, lapack::Op opB, int m, int n,
 
 inline double frobenius(const std::vector<double>& a) {
     return std::sqrt(std::inner_product(a.begin(), a.end(), a.begin(), 0.0));
+}
+
+/// The norm of x - y, of the same number of elements.
+inline double frobeniusOfDifference(std::vector<double> x, const std::vector<double>& y) {
+    std::transform(x.begin(), x.end(), y.begin(), x.begin(), std::minus<>());
+    return frobenius(x);
 }
 
 /// ||q' q - i|| / (n eps).
