@@ -13,7 +13,7 @@ namespace qormath::control_utility {
 int realSchurForm(int n, double* a, int lda, double* wr, double* wi, double* q, int ldq);
 
 /// The same, with z = z q in the place of q, for a z of any number of rows, among them none. Where these are few it
-/// takes two thirds of the time.
+/// takes three quarters of the time.
 int realSchurFormWithRows(int n, double* a, int lda, double* wr, double* wi, int rows, double* z, int ldz);
 
 /// The same by dgees.
