@@ -18,7 +18,8 @@ enum class SpectralMeasure { modulus, realPart };
 /// in real Schur form all the same, in an order between, and leading the number of rows that have reached the top.
 ///
 /// Source: G. H. Golub and C. F. Van Loan, "Matrix Computations", 4th ed., 7.6.2; for the reordering see
-/// schur_reordering.hpp. Cost: about 27 n^3 + 2 n^2 (m + p) flops, three quarters of that without u where m + p is small.
+/// schur_reordering.hpp. Cost: about 27 n^3 + 2 n^2 (m + p) flops, three quarters of that without u where m + p is
+/// small.
 int toOrderedSchurForm(SpectralMeasure measure, double alpha, int n, int m, int p, double* a, int lda, double* b,
                        int ldb, double* c, int ldc, double* u, int ldu, double* wr, double* wi, int& leading);
 
