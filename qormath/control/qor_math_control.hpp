@@ -70,8 +70,8 @@ class QORMATH_API QorMathControl {
     /// or a real part below -root (any other type). d is never read.
     ///
     /// a is n by n, b n by m, c p by n; views are rewritten in their blocks. Throws xmsg 9 for a transposed matrix, and
-    /// the int -1 if the shapes do not fit, a holds NaN or infinity, the iteration fails, or two blocks are too close
-    /// to be exchanged. What was rewritten by then stays; in the last case it is the system all the same.
+    /// the int -1 if the shapes do not fit, a view goes in steps, a holds NaN or infinity, the iteration fails, or two
+    /// blocks are too close to be exchanged. What was rewritten by then stays; in the last case it is the same system.
     /// Source: G. H. Golub, C. F. Van Loan, "Matrix Computations", 4th ed., 7.6.2. Cost: about 27 n^3 operations.
     static void BlockSpectralDecompostion(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
                                           const systemType& type);

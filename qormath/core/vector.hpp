@@ -67,11 +67,11 @@ class QORMATH_API BasicVector : public SharedArray<T> {
     /// The end of every walk.
     std::default_sentinel_t end() const { return {}; }
 
-    /// Largest absolute value; index receives the position of the first element that has it, 0 in an empty vector or
-    /// one of zeros. For double.
+    /// Largest absolute value, NaN left out; index receives the position of the first element that has it, 0 where no
+    /// element is above zero. For double.
     double maxAbsIndex(int& index) const;
 
-    /// Largest absolute value. For double.
+    /// Largest absolute value, NaN left out. For double.
     double maxAbs() const;
 
     /// Sum in index order. For double and for int.

@@ -245,6 +245,25 @@ TEST(VectorArithmetic, OfLengthsThatDifferIsRefusedAndChangesNothing) {
     EXPECT_EQ(maxDifference(x, vectorOf({1.0, 2.0})), 0.0);
 }
 
+TEST(MatrixArithmetic, SumsOfViewsInStepsWriteNothingBetween) {
+    NormalNumbers numbers(24);
+    const Matrix<double> block = randomMatrix(5, 4, numbers);
+    Matrix<double> target(block, true);
+    Matrix<double> view(target, false);
+    view.rowRange = Range(0, 4, 2);
+    view.colRange = Range(1, 3, 2);
+    const Matrix<double> term = randomMatrix(3, 2, numbers);
+    view += term;
+    view -= term * 3.0;
+    for (int j = 0; j < 4; ++j) {
+        for (int i = 0; i < 5; ++i) {
+            const bool isShown = i % 2 == 0 && j % 2 == 1;
+            const double wanted = isShown ? block(i, j) + term(i / 2, j / 2) - term(i / 2, j / 2) * 3.0 : block(i, j);
+            EXPECT_EQ(target(i, j), wanted);
+        }
+    }
+}
+
 TEST(MatrixArithmetic, SumsGoByLogicalPosition) {
     NormalNumbers numbers(25);
     for (const int m : sizes) {

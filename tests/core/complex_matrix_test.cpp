@@ -139,6 +139,17 @@ TEST(ComplexMatrix, FillsTheViewAndNothingElse) {
     EXPECT_EQ(m(1, 1), Complex(4.0, 5.0));
 }
 
+TEST(ComplexVector, FillsItsViewAndSharesTheBlockOfASoftVector) {
+    const ComplexVector<double> v = vectorOf({{1, 2}, {3, 4}, {5, 6}});
+    ComplexVector<double> part;
+    part = v(Range(1, 2, 1));
+    EXPECT_EQ(&part.fill({2.0, 3.0}), &part);
+    EXPECT_EQ(v[0], Complex(1.0, 2.0));
+    EXPECT_EQ(v[1], Complex(2.0, 3.0));
+    part = Complex(4.0, 5.0);
+    EXPECT_EQ(v[2], Complex(4.0, 5.0));
+}
+
 TEST(ComplexMatrix, BecomesTheIdentityOfItsRowCountOrOfAnOrder) {
     ComplexMatrix<double> m = counted(3, 2);
     const ComplexMatrix<double> holder = ComplexMatrixSoft<double>(m);
@@ -200,6 +211,19 @@ TEST(ComplexConversion, ToPairsMakesANewBlock) {
     EXPECT_EQ(pairs(0, 0).imag, -10.0);
     pairs = m;
     EXPECT_EQ(pairs(0, 0).imag, 0.0);
+}
+
+TEST(ComplexConversion, OfAWalkThatFindsNothingIsZeros) {
+    const ComplexMatrix<double> block = counted(3, 1);
+    ComplexMatrix<double> downwards = block(all, all);
+    downwards.rowRange = Range(2, 0, -1);
+    ASSERT_EQ(downwards.rows(), 3);
+    const Matrix<_MKL_Complex16> pairs(downwards);
+    ASSERT_EQ(pairs.rows(), 3);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(pairs(i, 0).real, 0.0);
+        EXPECT_EQ(pairs(i, 0).imag, 0.0);
+    }
 }
 
 TEST(ComplexConversion, OfVectorsKeepsEveryValueBothWays) {

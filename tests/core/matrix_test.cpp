@@ -399,6 +399,27 @@ TEST(Matrix, IdentityStandsForTheNumericElementTypes) {
     EXPECT_EQ(plain(1, 1).real, 1.0);
     EXPECT_EQ(plain(1, 1).imag, 0.0);
     EXPECT_EQ(plain(1, 0).real, 0.0);
+    const Matrix<int> ofIntegers = integers.identity(3);
+    EXPECT_EQ(ofIntegers(2, 2), 1);
+    EXPECT_EQ(ofIntegers(2, 1), 0);
+    const Matrix<long> ofLongs = longs.identity();
+    EXPECT_EQ(ofLongs(1, 1), 1L);
+    EXPECT_EQ(ofLongs(0, 1), 0L);
+    const Matrix<std::complex<double>> ofComplexes = complexes.identity(1);
+    EXPECT_EQ(ofComplexes(0, 0), std::complex<double>(1.0, 0.0));
+}
+
+TEST(Matrix, FillReachesOnlyTheElementsOfAViewInSteps) {
+    Matrix<double> m = numbered(4, 2);
+    Matrix<double> everySecondRow = m(Range(-1, -1, 1), Range(-1, -1, 1));
+    everySecondRow.rowRange = Range(0, 3, 2);
+    everySecondRow.fill(9.0);
+    const Matrix<double> before = numbered(4, 2);
+    for (int j = 0; j < 2; ++j) {
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_EQ(m(i, j), i % 2 == 0 ? 9.0 : before(i, j));
+        }
+    }
 }
 
 TEST(MatrixRandomize, GivesTheSameNumbersAtEveryCallInANewBlock) {

@@ -200,6 +200,12 @@ TEST(Vector, AssignedFromASoftVectorSharesTheBlock) {
     expectRange(b.range, 1, 3, 1);
     b[0] = 9.0;
     EXPECT_EQ(a[1], 9.0);
+    // Of a soft vector that stays, too.
+    const VectorSoft<double> view = a(Range(2, 4, 1));
+    b = view;
+    EXPECT_EQ(b.data, a.data);
+    expectRange(b.range, 2, 4, 1);
+    EXPECT_EQ(*a.refCount, 3);
 }
 
 TEST(Vector, AssignedFromASoftViewOfItselfBecomesThatView) {

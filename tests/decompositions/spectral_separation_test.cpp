@@ -139,6 +139,26 @@ TEST(BlockSpectralDecompostion, RefusesTransposedMatricesBeforeAnythingIsWritten
     }
 }
 
+TEST(BlockSpectralDecompostion, RefusesViewsWithGapsBeforeAnythingIsWritten) {
+    const Matrix<double> block = matrixOf({{0.5, 7, 1, 7}, {7, 7, 7, 7}, {0, 7, 2, 7}, {7, 7, 7, 7}});
+    const std::string before = written(block);
+    for (const int which : {0, 1, 2}) {
+        Matrix<double> a = matrixOf({{0.5, 1}, {0, 2}});
+        Matrix<double> b = matrixOf({{1, 0}, {1, 1}});
+        Matrix<double> c = matrixOf({{1, 1}, {0, 1}});
+        Matrix<double> d;
+        Matrix<double> gapped = block(Range(-1, -1, 1), Range(-1, -1, 1));
+        gapped.rowRange = Range(0, 3, 2);
+        gapped.colRange = Range(0, 3, 2);
+        expectMinusOne([&] {
+            QorMathControl::BlockSpectralDecompostion(which == 0 ? gapped : a, which == 1 ? gapped : b,
+                                                      which == 2 ? gapped : c, d, discreteSystem);
+        });
+        EXPECT_EQ(written(block), before);
+        EXPECT_EQ(written(a), "2x2 [0.5 1; 0 2]");
+    }
+}
+
 TEST(BlockSpectralDecompostion, ThrowsForShapesThatDoNotFit) {
     Matrix<double> d;
     const auto attempt = [&](Matrix<double> a, Matrix<double> b, Matrix<double> c) {

@@ -258,6 +258,18 @@ TEST(CreateHankelMatrix, ThrowsAPlainIntIfNoTermIsLeft) {
     EXPECT_EQ(written(feedthrough), "2x2 [0 0; 0 0]");
 }
 
+TEST(CreateHankelMatrix, OfNoBlockRowsHasNoColumns) {
+    LTIFIRModel model;
+    Matrix<double> markov = numbered(2, 12);
+    for (const int blockCount : {0, -1}) {
+        Matrix<double> feedthrough;
+        const Matrix<double> gram = model.CreateHankelMatrix(markov, 3, blockCount, feedthrough);
+        EXPECT_EQ(gram.rows(), 2);
+        EXPECT_EQ(gram.cols(), 0);
+        EXPECT_EQ(written(feedthrough), "2x3 [0 0 0; 0 0 0]");
+    }
+}
+
 TEST(CreateHankelMatrix, OfBlocksWithoutWidthThrowsInsteadOfDividing) {
     LTIFIRModel model;
     Matrix<double> markov(2, 0);

@@ -118,6 +118,25 @@ TEST(HeldLogarithm, IsThatOfTheWholeMatrixWithoutEigenvaluesNearOne) {
     EXPECT_EQ(written(logarithm.b), written(whole(Range(0, 4, 1), Range(5, 6, 1))));
 }
 
+TEST(HeldLogarithm, OfANegativeEigenvalueBesideAnIntegratorIsTheRealPart) {
+    const Blocks logarithm = logarithmOf(matrixOf({{-0.5, 0}, {0, 1}}), matrixOf({{2}, {3}}));
+    // The upper element of the logarithm of [l b; 0 1] is b log(l) / (l - 1).
+    EXPECT_NEAR(logarithm.a(0, 0), std::log(0.5), 1e-15);
+    EXPECT_NEAR(logarithm.b(0, 0), 2.0 * std::log(0.5) / -1.5, 1e-15);
+    EXPECT_EQ(logarithm.a(1, 1), 0.0);
+    EXPECT_EQ(logarithm.b(1, 0), 3.0);
+}
+
+TEST(HeldLogarithm, OfNearAndFarEigenvaluesThatRoundingDoesNotTellApartIsThatOfTheWholeMatrix) {
+    // 1.0101 and 1.0099 lie on both sides of the limit, within the rounding of the largest element.
+    const Matrix<double> a = matrixOf({{1e15, 1, 2}, {0, 1.0101, 1}, {0, 0, 1.0099}});
+    const Matrix<double> b = matrixOf({{1}, {1}, {1}});
+    const Blocks logarithm = logarithmOf(Matrix<double>(a), Matrix<double>(b));
+    const Matrix<double> whole = realPartOf(QorMathControl::LogM(augmented(a, b, 1.0)));
+    EXPECT_LE(maxDifference(logarithm.a, whole(Range(0, 2, 1), Range(0, 2, 1))), accepted * frobeniusNorm(whole));
+    EXPECT_LE(maxDifference(logarithm.b, whole(Range(0, 2, 1), Range(3, 3, 1))), accepted * frobeniusNorm(whole));
+}
+
 TEST(HeldLogarithm, DoesNotDependOnTheUnitsOfTheInputs) {
     NormalNumbers numbers(4303);
     for (const Spectrum& spectrum : {Spectrum{{0.5, 0.0}, {0.9, 0.2}}, Spectrum{{1.0, 0.0}, {0.9, 0.2}}}) {

@@ -1,3 +1,4 @@
+#include <gtest/gtest.h>
 #include <sstream>
 
 #include <qormath/control/qor_math_control.hpp>
@@ -170,6 +171,27 @@ std::vector<Call> sumCalls() {
              r.add(v.sum(), v.sumAbs(), v.filled(v.sum()));
          },
          {{"v", marked}}},
+        {"Vector maxAbs, maxAbsIndex",
+         oneVector,
+         [](Operands& o, Results& r) {
+             const Vector<double> v = o.vector("v");
+             int index = -1;
+             r.add(v.maxAbs(), v.maxAbsIndex(index));
+             EXPECT_TRUE(index >= 0 && (index < v.size() || v.size() == 0));
+         },
+         {{"v", finite, marked}}},
+        {"Matrix maxAbs",
+         squareMatrix,
+         [](Operands& o, Results& r) { r.add(o["a"].maxAbs()); },
+         {{"a", marked}},
+         finite,
+         finite,
+         {0, 1, 2, 5, 40},
+         // A NaN is replaced by the element after it.
+         [](const Damage& d) -> std::optional<Outcome> {
+             const bool isLast = d.row == d.size - 1 && d.col == d.size - 1;
+             return std::isnan(d.value) && !d.isWhole() && !isLast ? std::optional(finite) : std::nullopt;
+         }},
         {"Matrix sumSquares", oneMatrix, [](Operands& o, Results& r) { r.add(o["a"].sumSquares()); }, {{"a", marked}}},
     };
 }
