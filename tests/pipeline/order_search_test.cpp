@@ -104,6 +104,23 @@ TEST_F(OrderSearch, PassesTheFailureOnIfAllFail) {
     EXPECT_THROW(search(5.0, 2), int);
 }
 
+TEST_F(OrderSearch, PassesOverFailuresOfTheCoreAndPassesTheLastOn) {
+    const QorMathLA::xmsg failure(QorMathLA::NumericFailure, "failed");
+    const auto search = [&](int fewest) {
+        return smallestWithin(
+            5.0,
+            [&](int order) -> std::vector<ReducedPlant> {
+                if (order < fewest) {
+                    throw failure;
+                }
+                return {offBy({2, order})};
+            },
+            [](int) { return std::optional<double>(); }, 2, {plant_, measure_}, [](int) {});
+    };
+    EXPECT_EQ(search(2).stableOrder, 2);
+    EXPECT_THROW(search(3), QorMathLA::xmsg);
+}
+
 TEST_F(OrderSearch, NeverPrefersAnErrorThatIsNoNumber) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     ways_ = {{0, {{nan, 0}}}, {1, {{7, 1}}}, {2, {{nan, 2}}}};

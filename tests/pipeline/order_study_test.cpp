@@ -4,6 +4,7 @@
 #include <cmath>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <support/curve_errors.hpp>
 #include <support/plants.hpp>
@@ -11,6 +12,8 @@
 #include <vector>
 
 #include <qormath/control/qor_math_control.hpp>
+#include <qormath/core/arithmetic.hpp>
+#include <qormath/core/xmsg.hpp>
 #include <qormath/pipeline/detail/order_study.hpp>
 #include <qormath/pipeline/reduce.hpp>
 
@@ -66,6 +69,33 @@ TEST(OrdersToStudy, AreBoundedInNumberAndHoldWhatIsMarked) {
             EXPECT_THAT(orders, Contains(order));
         }
     }
+}
+
+TEST(OrderStudy, LeavesOrdersOutAtWhichAStepFails) {
+    const LTIFIRModel plant = plantOf({{[](int) { return 1.0; }}}, 30, 30);
+    const pipeline::CurveMeasure measure(plant);
+    const auto reduction = [](int order) -> std::vector<pipeline::ReducedPlant> {
+        if (order == 1) {
+            throw -1;
+        }
+        if (order == 2) {
+            throw QorMathLA::xmsg(QorMathLA::NumericFailure, "failed");
+        }
+        pipeline::ReducedPlant reduced;
+        const auto none = QorMathLA::zeroMatrix(0, 0);
+        reduced.model = LTIStateSpaceModel(none, none, none, QorMathLA::zeroMatrix(1, 1), discreteSystem, 1.0);
+        reduced.model.D(0, 0) = 1.02;
+        return {reduced};
+    };
+    std::vector<int> told;
+    const std::vector<ReduceResult::OrderError> errors = pipeline::studyOrders(
+        {0, 1, 2, 3}, reduction, [](int) { return std::optional<double>(); }, {plant, measure},
+        [&](int done) { told.push_back(done); });
+    ASSERT_EQ(errors.size(), 2U);
+    EXPECT_EQ(errors[0].order, 0);
+    EXPECT_EQ(errors[1].order, 3);
+    EXPECT_NEAR(errors[1].curveErrorPercent, 2.0, 1e-12);
+    EXPECT_THAT(told, ElementsAre(0, 1, 2, 3));
 }
 
 TEST(OrderStudy, IsNotMadeUnlessAskedFor) {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <limits>
 #include <string>
 #include <support/random_plants.hpp>
 
@@ -69,6 +70,15 @@ TEST(TruncationForecast, IsNotMadeOfAModelThatIsNotStable) {
     plant.realised.stable.A(0, 0) = 20.0;
     const TruncationForecast forecast(plant.realised, plant.scaled, plant.measure, 0.0);
     EXPECT_FALSE(forecast.errorPercent(1));
+}
+
+TEST(TruncationForecast, IsNotMadeWhereNoInputReachesAStateOrANumberIsNotFinite) {
+    Prepared idle(3, 3);
+    idle.realised.stable.B.fill(0.0);
+    EXPECT_FALSE(TruncationForecast(idle.realised, idle.scaled, idle.measure, 0.0).errorPercent(1));
+    Prepared damaged(3, 3);
+    damaged.realised.stable.A(0, 0) = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_FALSE(TruncationForecast(damaged.realised, damaged.scaled, damaged.measure, 0.0).errorPercent(1));
 }
 
 }  // namespace qormath::pipeline
