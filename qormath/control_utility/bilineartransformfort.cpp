@@ -25,6 +25,19 @@ std::size_t index(int row, int column, int rows) {
     return static_cast<std::size_t>(row) + cells(column, rows);
 }
 
+// Columns that an inversion takes at a time.
+constexpr std::size_t inversionBlock = 64;
+
+/// The 1-norm of a matrix of order n; not a number where a sum is none.
+double norm1(int n, const double* x) {
+    double norm = 0.0;
+    for (int j = 0; j < n && !std::isnan(norm); ++j) {
+        const double sum = lapack::asum(n, x + cells(j, n), 1);
+        norm = sum <= norm ? norm : sum;
+    }
+    return norm;
+}
+
 /// The power of two that brings a magnitude into [1/2, 1).
 double scaleOf(double magnitude) {
     int exponent = 0;
@@ -32,28 +45,8 @@ double scaleOf(double magnitude) {
     return std::ldexp(1.0, -exponent);
 }
 
-/// Up to this order the inverse of a triangle comes from one substitution.
-constexpr int plainTriangle = 64;
-
-/// Replaces the upper triangle of u, of order n, by its inverse. What stands below the diagonal is not read, and of no
-/// use afterwards.
-void invertUpper(int n, double* u, int ld) {
-    if (n <= plainTriangle) {
-        Elements inverse(cells(n, n));
-        lapack::laset(n, n, 0.0, 1.0, inverse.data(), n);
-        lapack::trsm(lapack::Side::left, lapack::Triangle::upper, Op::none, lapack::Diagonal::stored, n, n, 1.0, u, ld,
-                     inverse.data(), n);
-        lapack::lacpy(n, n, inverse.data(), n, u, ld);
-        return;
-    }
-    const int cut = n / 2;
-    double* const right = u + static_cast<std::ptrdiff_t>(cut) * ld;
-    lapack::trsm(lapack::Side::left, lapack::Triangle::upper, Op::none, lapack::Diagonal::stored, cut, n - cut, -1.0, u,
-                 ld, right, ld);
-    lapack::trsm(lapack::Side::right, lapack::Triangle::upper, Op::none, lapack::Diagonal::stored, cut, n - cut, 1.0,
-                 right + cut, ld, right, ld);
-    invertUpper(cut, u, ld);
-    invertUpper(n - cut, right + cut, ld);
+double largestMagnitude(int n, const double* x) {
+    return std::fabs(x[lapack::iamax(n, x, 1)]);
 }
 
 /// The LU factors of a square matrix with scaled rows and columns.
@@ -66,8 +59,11 @@ class ScaledFactorisation {
           rowScale_(static_cast<std::size_t>(n), 1.0),
           columnScale_(static_cast<std::size_t>(n), 1.0),
           pivots_(static_cast<std::size_t>(n)) {
-        factored_ = equilibrate() && factor();
+        factored_ = equilibrate() && lapack::getrf(n_, n_, lu_.data(), n_, pivots_.data()) == 0;
     }
+
+    /// False where elimination has met a zero pivot: nothing can be solved for.
+    bool isGiven() const { return factored_; }
 
     /// Whether the matrix is singular to working precision: a reciprocal condition within the rounding that n additions
     /// leave, by an estimate that costs a few substitutions.
@@ -82,37 +78,23 @@ class ScaledFactorisation {
         return !(reciprocal > n_ * lapack::machineEpsilon());
     }
 
-    /// The inverse, if the matrix is regular beyond doubt: by its own norm the condition, which the estimate can only
-    /// take for smaller. Empty otherwise.
-    Elements inverse() const {
-        if (!factored_) {
-            return {};
-        }
-        Elements x(lu_);
-        invertUpper(n_, x.data(), n_);
-        for (int j = 0; j < n_; ++j) {
-            std::fill_n(x.begin() + static_cast<std::ptrdiff_t>(index(j + 1, j, n_)), n_ - j - 1, 0.0);
-        }
-        lapack::trsm(lapack::Side::right, lapack::Triangle::lower, Op::none, lapack::Diagonal::unit, n_, n_, 1.0,
-                     lu_.data(), n_, x.data(), n_);
-        for (int j = n_ - 1; j >= 0; --j) {
-            const int other = pivots_[static_cast<std::size_t>(j)] - 1;
-            if (other != j) {
-                lapack::swap(n_, x.data() + cells(j, n_), 1, x.data() + cells(other, n_), 1);
-            }
-        }
-        const double reciprocal = 1.0 / (norm_ * lapack::lange1(n_, n_, x.data(), n_));
+    /// factor M^-1 in the place of the factors, if the matrix is regular beyond doubt: by its own norm the condition,
+    /// which the estimate can only take for smaller. Empty otherwise.
+    Elements intoInverse(double factor) && {
+        Elements work(static_cast<std::size_t>(n_) * inversionBlock);
+        lapack::getri(n_, lu_.data(), n_, pivots_.data(), work.data(), static_cast<int>(work.size()));
+        const double reciprocal = 1.0 / (norm_ * norm1(n_, lu_.data()));
         if (!(reciprocal > 2.0 * n_ * lapack::machineEpsilon())) {
             return {};
         }
         for (int j = 0; j < n_; ++j) {
-            const double factor = rowScale_[static_cast<std::size_t>(j)];
-            double* const column = x.data() + cells(j, n_);
+            const double scale = factor * rowScale_[static_cast<std::size_t>(j)];
+            double* const column = lu_.data() + cells(j, n_);
             for (int i = 0; i < n_; ++i) {
-                column[i] *= factor * columnScale_[static_cast<std::size_t>(i)];
+                column[i] *= scale * columnScale_[static_cast<std::size_t>(i)];
             }
         }
-        return x;
+        return std::move(lu_);
     }
 
     /// x = M^-1 x, for count columns.
@@ -130,37 +112,34 @@ class ScaledFactorisation {
     }
 
   private:
-    /// Brings the largest element of each row, then of each column, into [1/2, 1). False where there is none.
+    /// Brings the largest element of each row, then of each column, into [1/2, 1), and takes the norm. False where
+    /// there is none.
     bool equilibrate() {
         Elements largest(static_cast<std::size_t>(n_));
         for (int j = 0; j < n_; ++j) {
+            const double* const column = lu_.data() + cells(j, n_);
             for (int i = 0; i < n_; ++i) {
                 double& row = largest[static_cast<std::size_t>(i)];
-                row = std::max(row, std::fabs(lu_[index(i, j, n_)]));
+                row = std::max(row, std::fabs(column[i]));
             }
         }
         if (std::find(largest.begin(), largest.end(), 0.0) != largest.end()) {
             return false;
         }
         std::transform(largest.begin(), largest.end(), rowScale_.begin(), scaleOf);
-        scaleRows(lu_.data(), n_, rowScale_);
+        // A column at a time, while it is in the cache.
         for (int j = 0; j < n_; ++j) {
-            const auto column = lu_.begin() + static_cast<std::ptrdiff_t>(index(0, j, n_));
-            const double top = std::fabs(
-                *std::max_element(column, column + n_, [](double x, double y) { return std::fabs(x) < std::fabs(y); }));
+            double* const column = lu_.data() + cells(j, n_);
+            scaleRows(column, 1, rowScale_);
+            const double top = largestMagnitude(n_, column);
             if (top == 0.0) {
                 return false;
             }
             columnScale_[static_cast<std::size_t>(j)] = scaleOf(top);
-            lapack::scal(n_, scaleOf(top), &*column, 1);
+            lapack::scal(n_, scaleOf(top), column, 1);
+            norm_ = std::max(norm_, lapack::asum(n_, column, 1));
         }
         return true;
-    }
-
-    /// False where a pivot is zero.
-    bool factor() {
-        norm_ = lapack::lange1(n_, n_, lu_.data(), n_);
-        return lapack::getrf(n_, n_, lu_.data(), n_, pivots_.data()) == 0;
     }
 
     void scaleRows(double* x, int columns, const Elements& scale) const {
@@ -180,14 +159,11 @@ class ScaledFactorisation {
     bool factored_ = false;
 };
 
-/// factor I + sign a.
-Elements shifted(int n, const double* a, double sign, double factor) {
+/// a + shift I.
+Elements shifted(int n, const double* a, double shift) {
     Elements result(a, a + cells(n, n));
-    for (double& element : result) {
-        element *= sign;
-    }
     for (int k = 0; k < n; ++k) {
-        result[index(k, k, n)] += factor;
+        result[index(k, k, n)] += shift;
     }
     return result;
 }
@@ -195,16 +171,15 @@ Elements shifted(int n, const double* a, double sign, double factor) {
 /// factor M^-1 + sign I, which is the map of a but for a factor, by one inverse instead of a solution for n right-hand
 /// sides. Empty where M is close to singular, or where the difference is below one of its terms, so that it would lose
 /// digits that M^-1 (a - I) has.
-Elements mapByInverse(const ScaledFactorisation& factorisation, int n, double factor, double sign) {
-    Elements x = factorisation.inverse();
+Elements mapByInverse(ScaledFactorisation&& factorisation, int n, double factor, double sign) {
+    Elements x = std::move(factorisation).intoInverse(factor);
     if (x.empty()) {
         return x;
     }
-    lapack::scal(n * n, factor, x.data(), 1);
     for (int k = 0; k < n; ++k) {
         x[index(k, k, n)] += sign;
     }
-    return lapack::lange1(n, n, x.data(), n) >= 1.0 ? x : Elements();
+    return norm1(n, x.data()) >= 1.0 ? std::move(x) : Elements();
 }
 
 /// The n by p transpose of a p by n matrix.
@@ -246,35 +221,43 @@ int transformBilinearly(int direction, int states, int inputs, int outputs, doub
     if (illegal != 0 || states == 0) {
         return illegal;
     }
+    // In either direction N = a + shift I is factored, which is -M on the way to discrete time.
     const bool toDiscrete = direction == 0;
-    Elements matrix = toDiscrete ? shifted(states, a, -1.0, beta) : shifted(states, a, 1.0, alpha);
+    const double sign = toDiscrete ? -1.0 : 1.0;
+    const double shift = toDiscrete ? -beta : alpha;
+    Elements matrix = shifted(states, a, shift);
     if (!lapack::allFinite(states, states, matrix.data(), states)) {
         return notFinite;
     }
-    const ScaledFactorisation factorisation(states, std::move(matrix));
-    Elements x;
-    if (mayInvert) {
-        x = mapByInverse(factorisation, states, toDiscrete ? 2.0 * beta : -2.0 * alpha, toDiscrete ? -1.0 : 1.0);
-    }
-    if (x.empty()) {
-        if (factorisation.isSingular()) {
-            return singular;
-        }
-        x = toDiscrete ? shifted(states, a, 1.0, beta) : shifted(states, a, 1.0, -alpha);
-        factorisation.solve(x.data(), states);
+    ScaledFactorisation factorisation(states, std::move(matrix));
+    if (!factorisation.isGiven()) {
+        return singular;
     }
     Elements solvedB(b, b + cells(states, inputs));
-    factorisation.solve(solvedB.data(), inputs);
     Elements y = transposeOf(outputs, states, c);
+    factorisation.solve(solvedB.data(), inputs);
     factorisation.solveTransposed(y.data(), outputs);
+    Elements x;
+    if (mayInvert) {
+        x = mapByInverse(std::move(factorisation), states, -2.0 * (toDiscrete ? beta : alpha), sign);
+    }
+    if (x.empty()) {
+        const ScaledFactorisation again(states, shifted(states, a, shift));
+        if (again.isSingular()) {
+            return singular;
+        }
+        x = shifted(states, a, -shift);
+        again.solve(x.data(), states);
+        lapack::scal(states * states, sign, x.data(), 1);
+    }
     lapack::scal(states * states, toDiscrete ? alpha : beta, x.data(), 1);
     if (!lapack::allFinite(states, states, x.data(), states)) {
         return notFinite;
     }
 
-    const double factor = std::sqrt(2.0) * std::sqrt(std::fabs(alpha)) * std::sqrt(std::fabs(beta));
-    lapack::gemm(Op::none, Op::none, outputs, inputs, states, toDiscrete ? 1.0 : -1.0, c, outputs, solvedB.data(),
-                 states, 1.0, d, outputs);
+    const double factor = sign * std::sqrt(2.0) * std::sqrt(std::fabs(alpha)) * std::sqrt(std::fabs(beta));
+    lapack::gemm(Op::none, Op::none, outputs, inputs, states, -1.0, c, outputs, solvedB.data(), states, 1.0, d,
+                 outputs);
     std::copy_n(x.data(), cells(states, states), a);
     std::transform(solvedB.begin(), solvedB.end(), b, [=](double value) { return factor * value; });
     const double factorOfC = (alpha < 0.0) == (beta < 0.0) ? factor : -factor;

@@ -20,11 +20,11 @@ namespace qormath::control_utility {
 /// nothing has been written but info. NaN and infinity in b, c and d go where they lead.
 ///
 /// M is factored once. The new a is a multiple of M^-1 plus a multiple of I, from one inverse, unless M is close to
-/// singular or the sum is smaller than its terms; then it is the solution above. Rows and columns are scaled by powers
-/// of two first, so that states in very different units do not pass for a singular matrix. Source: A. Tustin, "A method
-/// of analysing the behaviour of linear systems in terms of time series", J. IEE 94 (1947), 130-142; U. M. Al-Saggaf
-/// and G. F. Franklin, "Model reduction via balanced realizations: an extension and frequency weighting techniques",
-/// IEEE Trans. Autom. Control 33 (1988), 687-692. Cost: 2 n^3 + 2 n^2 (m + p) + 2 n m p flops.
+/// singular or the sum is smaller than its terms; then M is factored anew for the solution above. Rows and columns are
+/// scaled by powers of two first, so that states in very different units do not pass for a singular matrix. Source: A.
+/// Tustin, "A method of analysing the behaviour of linear systems in terms of time series", J. IEE 94 (1947), 130-142;
+/// U. M. Al-Saggaf and G. F. Franklin, "Model reduction via balanced realizations: an extension and frequency weighting
+/// techniques", IEEE Trans. Autom. Control 33 (1988), 687-692. Cost: 2 n^3 + 2 n^2 (m + p) + 2 n m p flops.
 void BILINEARTRANSFORMFORT(const int* direction, const int* n, const int* m, const int* p, double* a, double* b,
                            double* c, double* d, const double* alpha, const double* beta, int* info);
 

@@ -72,6 +72,11 @@ inline double asum(int n, const double* x, int incx) {
     return cblas_dasum(n, x, incx);
 }
 
+/// The place of the largest magnitude, from 0; the first of several.
+inline int iamax(int n, const double* x, int incx) {
+    return static_cast<int>(cblas_idamax(n, x, incx));
+}
+
 inline void rot(int n, double* x, int incx, double* y, int incy, double c, double s) {
     cblas_drot(n, x, incx, y, incy, c, s);
 }

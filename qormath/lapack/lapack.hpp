@@ -122,6 +122,11 @@ inline int gecon(int n, const double* lu, int lda, double norm1, double& recipro
     return LAPACKE_dgecon_work(LAPACK_COL_MAJOR, '1', n, lu, atLeastOne(lda), norm1, &reciprocal, work, integerWork);
 }
 
+/// The inverse in the place of the factors of getrf; lwork is n times a number of columns that are taken at once.
+inline int getri(int n, double* lu, int lda, const int* pivots, double* work, int lwork) {
+    return LAPACKE_dgetri_work(LAPACK_COL_MAJOR, n, lu, atLeastOne(lda), pivots, work, lwork);
+}
+
 /// Pivoted Cholesky factorisation of a positive semi-definite matrix, of which the lower triangle is read and replaced:
 /// column k of the factor belongs to row pivots[k] (one-based). It ends where no diagonal element is above tolerance;
 /// rank is the number of columns found, and info 1 tells that it is below n. work has 2 n elements.
