@@ -70,13 +70,28 @@ inline void scaleMatrix(int m, int n, double factor, double* a, int lda) {
     }
 }
 
-/// Copies the upper triangle of a square matrix to the lower one.
-inline void mirrorUpperTriangle(int n, double* a, int lda) {
-    for (int column = 0; column < n; ++column) {
-        for (int row = 0; row < column; ++row) {
-            *at(a, lda, column, row) = *at(a, lda, row, column);
+/// Calls visit(i, j) for the places above the diagonal of a matrix of order n, in small squares: of a large matrix,
+/// what is mirrored at the diagonal would else be a walk along its rows, with a line of the cache for each element.
+template <typename Visit>
+void forEachAboveDiagonal(int n, Visit visit) {
+    constexpr int side = 32;
+    for (int firstColumn = 0; firstColumn < n; firstColumn += side) {
+        const int lastColumn = std::min(n, firstColumn + side);
+        for (int firstRow = 0; firstRow < lastColumn; firstRow += side) {
+            for (int column = firstColumn; column < lastColumn; ++column) {
+                const int lastRow = std::min(column, firstRow + side);
+                for (int row = firstRow; row < lastRow; ++row) {
+                    visit(row, column);
+                }
+            }
         }
     }
+}
+
+/// Copies the upper triangle of a square matrix to the lower one.
+template <typename Real>
+void mirrorUpperTriangle(int n, Real* a, int lda) {
+    forEachAboveDiagonal(n, [=](int row, int column) { *at(a, lda, column, row) = *at(a, lda, row, column); });
 }
 
 }  // namespace qormath::control_utility

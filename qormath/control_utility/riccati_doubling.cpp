@@ -1,8 +1,12 @@
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <utility>
 
+#include <qormath/control_utility/plain_products.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/control_utility/riccati_doubling.hpp>
+#include <qormath/control_utility/riccati_doubling_steps.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 
@@ -24,229 +28,129 @@ constexpr int mostDoublingsOfContinuous = 18;
 // loop near the limit, which grows slowly.
 constexpr double smallLoop = 0x1p-10;
 constexpr double smallChange = 0x1p-20;
-// Up to this share of n, columns in the factor of g make a step cheaper than g itself does: it is 0.6 of one there.
-constexpr double thinFactor = 0.4;
 // Below this order the factor saves nothing.
 constexpr int leastOrderForFactor = 64;
-// Columns of a symmetric product that are made together. What is above the diagonal block is made once, not twice.
-constexpr int stripWidth = 96;
 
-bool allFinite(int n, const Elements& a) {
-    return lapack::allFinite(n, n, a.data(), n);
-}
+// An approximation does with fewer steps: a closed loop of radius above 1 - 2^-12, or one that reaches over as many
+// decades in continuous time, is not clear enough for it.
+constexpr int mostStepsToApproximation = 16;
+// A change of this share is the last one that an approximation needs: the next one is of the size of its square, times
+// that of the loop where that is small as well.
+constexpr double lastChange = 0x1p-13;
+constexpr double lastLoop = 0.5;
+// Where no more than this share has come to h in a step, single precision serves for what is still to come.
+constexpr double changeInSinglePrecision = 0.3;
+constexpr int mostStepsInSinglePrecision = 8;
 
-double frobenius(int n, const Elements& a) {
-    return lapack::lange(lapack::Norm::frobenius, n, n, a.data(), n);
-}
-
-void multiply(Op opA, Op opB, int n, double factor, const Elements& a, const Elements& b, double beta, Elements& c) {
-    lapack::gemm(opA, opB, n, n, n, factor, a.data(), n, b.data(), n, beta, c.data(), n);
-}
-
-/// c := factor op(a) op(b) + beta c where that is known to be symmetric.
-void multiplyToSymmetric(Op opA, Op opB, int n, int inner, double factor, const double* a, const double* b, double beta,
-                         Elements& c) {
-    const int lda = opA == Op::none ? n : inner;
-    const int ldb = opB == Op::none ? inner : n;
-    for (int first = 0; first < n; first += stripWidth) {
-        const int last = std::min(n, first + stripWidth);
-        const double* const strip = opB == Op::none ? at(b, ldb, 0, first) : at(b, ldb, first, 0);
-        lapack::gemm(opA, opB, last, last - first, inner, factor, a, lda, strip, ldb, beta, at(c.data(), n, 0, first),
-                     n);
-    }
-    mirrorUpperTriangle(n, c.data(), n);
-}
-
-void multiplyToSymmetric(Op opA, Op opB, int n, double factor, const Elements& a, const Elements& b, double beta,
-                         Elements& c) {
-    multiplyToSymmetric(opA, opB, n, n, factor, a.data(), b.data(), beta, c);
-}
-
-bool factorize(int n, Elements& matrix, std::vector<int>& pivots) {
-    return allFinite(n, matrix) && lapack::getrf(n, n, matrix.data(), n, pivots.data()) == 0;
-}
-
-/// g as f k^-1 f', with few columns at first: a step doubles them. With k2 = k + f' h f,
-///
-///   (i + g h)^-1 a = a - f k2^-1 f' h a    and    g + a (i + g h)^-1 g a' = [f, a f] diag(k, k2)^-1 [f, a f]'.
-class InputFactor {
-  public:
-    InputFactor() = default;
-
-    InputFactor(int n, int m, const Elements& b, const Elements& r) : n_(n), columns_(m), f_(b), k_(r) {}
-
-    bool isThin() const { return columns_ > 0 && columns_ <= thinFactor * n_; }
-
-    /// (i + g h)^-1 a. False where k2 is singular.
-    bool solve(const Elements& h, const Elements& a, Elements& solvedA) {
-        const int p = columns_;
-        Elements hf(elementCount(n_, p)), weighted(elementCount(p, n_));
-        lapack::gemm(Op::none, Op::none, n_, p, n_, 1.0, h.data(), n_, f_.data(), n_, 0.0, hf.data(), n_);
-        k2_ = k_;
-        lapack::gemm(Op::transpose, Op::none, p, p, n_, 1.0, f_.data(), n_, hf.data(), n_, 1.0, k2_.data(), p);
-        lapack::gemm(Op::transpose, Op::none, p, n_, n_, 1.0, hf.data(), n_, a.data(), n_, 0.0, weighted.data(), p);
-        Elements factor = k2_;
-        std::vector<int> pivots(static_cast<std::size_t>(p));
-        if (!factorize(p, factor, pivots)) {
-            return false;
-        }
-        lapack::getrs(Op::none, p, n_, factor.data(), p, pivots.data(), weighted.data(), p);
-        solvedA = a;
-        lapack::gemm(Op::none, Op::none, n_, n_, p, -1.0, f_.data(), n_, weighted.data(), p, 1.0, solvedA.data(), n_);
-        return true;
-    }
-
-    /// Goes on to the next g, by the k2 of the last solution.
-    void square(const Elements& a) {
-        const int p = columns_;
-        f_.resize(elementCount(n_, 2 * p));
-        lapack::gemm(Op::none, Op::none, n_, p, n_, 1.0, a.data(), n_, f_.data(), n_, 0.0, at(f_.data(), n_, 0, p), n_);
-        Elements k(elementCount(2 * p, 2 * p), 0.0);
-        lapack::lacpy(p, p, k_.data(), p, k.data(), 2 * p);
-        lapack::lacpy(p, p, k2_.data(), p, at(k.data(), 2 * p, p, p), 2 * p);
-        k_ = std::move(k);
-        columns_ = 2 * p;
-    }
-
-    /// Makes g of the factor, which has no columns any more then. False where k is singular.
-    bool multiplyOut(Elements& g) {
-        const int p = columns_;
-        Elements solved(elementCount(p, n_));
-        std::vector<int> pivots(static_cast<std::size_t>(p));
-        if (!factorize(p, k_, pivots)) {
-            return false;
-        }
-        for (int j = 0; j < n_; ++j) {
-            lapack::copy(p, f_.data() + j, n_, at(solved.data(), p, 0, j), 1);
-        }
-        lapack::getrs(Op::none, p, n_, k_.data(), p, pivots.data(), solved.data(), p);
-        multiplyToSymmetric(Op::none, Op::none, n_, p, 1.0, f_.data(), solved.data(), 0.0, g);
-        columns_ = 0;
-        return true;
-    }
-
-  private:
-    int n_ = 0;
-    int columns_ = 0;
-    Elements f_;
-    Elements k_;
-    Elements k2_;
+/// What a step has come to, in norms.
+struct Progress {
+    double change = 0.0;
+    double solution = 0.0;
+    double loop = 0.0;  // a before it is squared
 };
 
-/// Of a, g and h with h + a' x (i + g x)^-1 a = x, what has the same x and the squared closed loop in place of a.
-class Doubling {
-  public:
-    /// g may be given by a factor as well.
-    Doubling(int n, PlainForm form, InputFactor inputs)
-        : n_(n),
-          form_(std::move(form)),
-          inputs_(std::move(inputs)),
-          factor_(elementCount(n, n)),
-          solvedA_(factor_.size()),
-          solvedG_(factor_.size()),
-          half_(factor_.size()),
-          change_(factor_.size()),
-          pivots_(static_cast<std::size_t>(n)) {}
-
-    bool run(int mostSteps, Elements& x) {
-        for (int step = 0; step < mostSteps; ++step) {
-            if (!solve()) {
-                return false;
-            }
-            const double change = addToSolution();
-            const double norm = frobenius(n_, form_.h);
-            if (!std::isfinite(norm) || !std::isfinite(change)) {
-                return false;
-            }
-            const bool isSettled = change <= smallChange * norm && frobenius(n_, form_.a) <= smallLoop;
-            if (isSettled || change <= n_ * lapack::machineEpsilon() * norm) {
-                x = std::move(form_.h);
-                return true;
-            }
-            if (!square()) {
-                return false;
-            }
-        }
+/// False where the numbers do not suffice.
+template <typename Real>
+bool step(Doubling<Real>& doubling, Progress& progress) {
+    if (!doubling.addToSolution()) {
         return false;
     }
+    progress = {plainNorm(doubling.change()), plainNorm(doubling.h()), plainNorm(doubling.a())};
+    return std::isfinite(progress.change) && std::isfinite(progress.solution);
+}
 
-  private:
-    /// (i + g h)^-1 [a, g]
-    bool solve() {
-        if (inputs_.isThin()) {
-            return inputs_.solve(form_.h, form_.a, solvedA_);
+bool run(Doubling<double> doubling, int mostSteps, Elements& x) {
+    const double rounding = doubling.order() * lapack::machineEpsilon();
+    Progress now;
+    for (int k = 0; k < mostSteps && step(doubling, now); ++k) {
+        if ((now.change <= smallChange * now.solution && now.loop <= smallLoop) ||
+            now.change <= rounding * now.solution) {
+            x = doubling.h();
+            return true;
         }
-        lapack::laset(n_, n_, 0.0, 1.0, factor_.data(), n_);
-        multiply(Op::none, Op::none, n_, 1.0, form_.g, form_.h, 1.0, factor_);
-        if (!factorize(n_, factor_, pivots_)) {
+        if (!doubling.square()) {
             return false;
         }
-        solvedA_ = form_.a;
-        solvedG_ = form_.g;
-        for (Elements* const sides : {&solvedA_, &solvedG_}) {
-            lapack::getrs(Op::none, n_, n_, factor_.data(), n_, pivots_.data(), sides->data(), n_);
+    }
+    return false;
+}
+
+/// True when Newton steps can do the rest.
+bool isLast(const Progress& now, double solution) {
+    return now.change <= lastChange * solution && now.loop <= lastLoop;
+}
+
+/// Adds to x what comes to h in further steps.
+bool addInSinglePrecision(Doubling<float> doubling, Elements& x) {
+    Progress now;
+    for (int k = 0; k < mostStepsInSinglePrecision && step(doubling, now); ++k) {
+        std::transform(x.begin(), x.end(), doubling.change().begin(), x.begin(), std::plus<double>());
+        if (isLast(now, plainNorm(x))) {
+            return true;
         }
-        return true;
-    }
-
-    /// h + a' h (i + g h)^-1 a; gives the norm of what has come to h.
-    double addToSolution() {
-        multiply(Op::none, Op::none, n_, 1.0, form_.h, solvedA_, 0.0, half_);
-        multiplyToSymmetric(Op::transpose, Op::none, n_, 1.0, form_.a, half_, 0.0, change_);
-        lapack::axpy(n_ * n_, 1.0, change_.data(), 1, form_.h.data(), 1);
-        return frobenius(n_, change_);
-    }
-
-    /// g + a (i + g h)^-1 g a' and a (i + g h)^-1 a
-    bool square() {
-        if (inputs_.isThin()) {
-            inputs_.square(form_.a);
-            if (!inputs_.isThin() && !inputs_.multiplyOut(form_.g)) {
-                return false;
-            }
-        } else {
-            multiply(Op::none, Op::none, n_, 1.0, form_.a, solvedG_, 0.0, half_);
-            multiplyToSymmetric(Op::none, Op::transpose, n_, 1.0, half_, form_.a, 1.0, form_.g);
+        if (!doubling.square()) {
+            return false;
         }
-        multiply(Op::none, Op::none, n_, 1.0, form_.a, solvedA_, 0.0, half_);
-        form_.a.swap(half_);
-        return true;
     }
+    return false;
+}
 
-    int n_;
-    PlainForm form_;
-    InputFactor inputs_;
-    Elements factor_;
-    Elements solvedA_;
-    Elements solvedG_;
-    Elements half_;
-    Elements change_;
-    std::vector<int> pivots_;
-};
+bool runToApproximation(Doubling<double> doubling, bool mayGoOnInSinglePrecision, Elements& x) {
+    Progress now;
+    for (int k = 0; k < mostStepsToApproximation && step(doubling, now); ++k) {
+        if (isLast(now, now.solution)) {
+            x = doubling.h();
+            return true;
+        }
+        if (mayGoOnInSinglePrecision && now.change <= changeInSinglePrecision * now.solution) {
+            x = doubling.h();
+            // In the equation of what is still missing, all is small beside i and x: i + g h is well conditioned.
+            doubling.shift();
+            return addInSinglePrecision(Doubling<float>(doubling), x);
+        }
+        if (!doubling.square()) {
+            return false;
+        }
+    }
+    return false;
+}
 
 /// The root of the mean square of the eigenvalues, were the Hamiltonian matrix a normal one.
 double middleOfSpectrum(int n, const PlainForm& form) {
-    const double a = frobenius(n, form.a);
-    const double gh = std::sqrt(frobenius(n, form.g)) * std::sqrt(frobenius(n, form.h));
-    return std::hypot(a, gh) / std::sqrt(n);
+    const double gh = std::sqrt(plainNorm(form.g)) * std::sqrt(plainNorm(form.h));
+    return std::hypot(plainNorm(form.a), gh) / std::sqrt(n);
+}
+
+bool shiftOf(int n, const PlainForm& form, double& s, Elements& shifted) {
+    s = middleOfSpectrum(n, form);
+    if (!(s > 0.0) || !std::isfinite(s)) {
+        return false;
+    }
+    shifted = form.a;
+    for (int k = 0; k < n; ++k) {
+        *at(shifted.data(), n, k, k) -= s;
+    }
+    return true;
+}
+
+bool isFinite(int n, const PlainForm& form) {
+    return lapack::allFinite(n, n, form.a.data(), n) && lapack::allFinite(n, n, form.g.data(), n) &&
+           lapack::allFinite(n, n, form.h.data(), n);
 }
 
 /// Cayley's transform of the continuous problem, which keeps x: eigenvalues l of the closed loop become
 /// (l + s) / (l - s).
 bool transformToDiscrete(int n, PlainForm& form) {
-    const double s = middleOfSpectrum(n, form);
-    if (!(s > 0.0) || !std::isfinite(s)) {
+    double s = 0.0;
+    Elements shifted;
+    if (!shiftOf(n, form, s, shifted)) {
         return false;
-    }
-    Elements shifted = form.a;
-    for (int k = 0; k < n; ++k) {
-        *at(shifted.data(), n, k, k) -= s;
     }
     Elements w(shifted.size()), solvedG = form.g, solvedH = form.h;
     for (int j = 0; j < n; ++j) {
         lapack::copy(n, at(shifted.data(), n, 0, j), 1, w.data() + j, n);
     }
-    std::vector<int> pivots(static_cast<std::size_t>(n));
+    std::vector<int> pivots;
     if (!factorize(n, shifted, pivots)) {
         return false;
     }
@@ -260,30 +164,95 @@ bool transformToDiscrete(int n, PlainForm& form) {
     Elements inverse(w.size());
     lapack::laset(n, n, 0.0, 1.0, inverse.data(), n);
     lapack::getrs(Op::none, n, n, w.data(), n, pivots.data(), inverse.data(), n);
-    multiplyToSymmetric(Op::none, Op::none, n, 2.0 * s, solvedG, inverse, 0.0, form.g);
-    multiplyToSymmetric(Op::none, Op::transpose, n, 2.0 * s, inverse, solvedH, 0.0, form.h);
+    multiplyToSymmetric(Op::none, Op::none, n, n, 2.0 * s, solvedG, inverse, 0.0, form.g);
+    multiplyToSymmetric(Op::none, Op::transpose, n, n, 2.0 * s, inverse, solvedH, 0.0, form.h);
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
             *at(form.a.data(), n, i, j) = (i == j ? 1.0 : 0.0) + 2.0 * s * *at(inverse.data(), n, j, i);
         }
     }
-    return allFinite(n, form.a) && allFinite(n, form.g) && allFinite(n, form.h);
+    return isFinite(n, form);
+}
+
+/// The same with b and r in place of g, which become the factors of the new g. With v = (a - s i)^-1, f = v b,
+/// k = r + f' h f and e = v' h f, a becomes i + 2 s (v - f k^-1 e'), g 2 s f k^-1 f' and h 2 s (v' h v - e k^-1 e').
+bool transformFactorToDiscrete(const RiccatiProblem& problem, PlainForm& form, InputFactor<double>& inputs) {
+    const int n = problem.n;
+    const int m = problem.m;
+    double s = 0.0;
+    Elements shifted;
+    std::vector<int> pivots;
+    if (!shiftOf(n, form, s, shifted) || !factorize(n, shifted, pivots)) {
+        return false;
+    }
+    Elements v(shifted.size()), hv(v.size());
+    lapack::laset(n, n, 0.0, 1.0, v.data(), n);
+    lapack::getrs(Op::none, n, n, shifted.data(), n, pivots.data(), v.data(), n);
+    multiply(Op::none, Op::none, n, 1.0, form.h, v, 0.0, hv);
+
+    Elements f(elementCount(n, m)), hf(f.size()), e(f.size()), k = problem.r;
+    const auto times = [&](Op op, const Elements& left, const Elements& right, Elements& result) {
+        lapack::gemm(op, Op::none, n, m, n, 1.0, left.data(), n, right.data(), n, 0.0, result.data(), n);
+    };
+    times(Op::none, v, problem.b, f);
+    times(Op::none, hv, problem.b, hf);
+    times(Op::transpose, hv, f, e);
+    lapack::gemm(Op::transpose, Op::none, m, m, n, 1.0, f.data(), n, hf.data(), n, 1.0, k.data(), m);
+    symmetrize(m, k);
+    Elements factor = k, weighted(elementCount(m, n));
+    for (int i = 0; i < n; ++i) {
+        lapack::copy(m, e.data() + i, n, at(weighted.data(), m, 0, i), 1);
+    }
+    if (!factorize(m, factor, pivots)) {
+        return false;
+    }
+    lapack::getrs(Op::none, m, n, factor.data(), m, pivots.data(), weighted.data(), m);
+
+    multiplyToSymmetric(Op::transpose, Op::none, n, n, 2.0 * s, v, hv, 0.0, form.h);
+    multiplyToSymmetric(Op::none, Op::none, n, m, -2.0 * s, e, weighted, 1.0, form.h);
+    lapack::laset(n, n, 0.0, 1.0, form.a.data(), n);
+    lapack::axpy(n * n, 2.0 * s, v.data(), 1, form.a.data(), 1);
+    lapack::gemm(Op::none, Op::none, n, n, m, -2.0 * s, f.data(), n, weighted.data(), m, 1.0, form.a.data(), n);
+    lapack::scal(m * m, 1.0 / (2.0 * s), k.data(), 1);
+    inputs = {n, m, std::move(f), std::move(k)};
+    return isFinite(n, form);
+}
+
+Doubling<double> doublingOf(int n, PlainForm form, InputFactor<double> inputs) {
+    return {n, std::move(form.a), std::move(form.g), std::move(form.h), std::move(inputs)};
 }
 
 }  // namespace
 
 bool solveByDoubling(const RiccatiProblem& problem, Elements& x, bool mayFactorInputs) {
+    const int n = problem.n;
     PlainForm form;
-    if (!takeInCrossTerm(problem, form) || (!problem.discrete && !transformToDiscrete(problem.n, form))) {
+    if (!takeInCrossTerm(problem, form) || (!problem.discrete && !transformToDiscrete(n, form))) {
         return false;
     }
     const int steps = problem.discrete ? mostDoublings : mostDoublingsOfContinuous;
-    const InputFactor inputs(problem.n, problem.m, problem.b, problem.r);
-    if (mayFactorInputs && problem.discrete && problem.n >= leastOrderForFactor && inputs.isThin() &&
-        Doubling(problem.n, form, inputs).run(steps, x)) {
+    const InputFactor<double> inputs(n, problem.m, problem.b, problem.r);
+    if (mayFactorInputs && problem.discrete && n >= leastOrderForFactor && inputs.isThin() &&
+        run(doublingOf(n, form, inputs), steps, x)) {
         return true;
     }
-    return Doubling(problem.n, std::move(form), {}).run(steps, x);
+    return run(doublingOf(n, std::move(form), {}), steps, x);
+}
+
+bool approximateByDoubling(const RiccatiProblem& problem, Elements& x) {
+    const int n = problem.n;
+    PlainForm form;
+    if (!takeInCrossTerm(problem, form)) {
+        return false;
+    }
+    InputFactor<double> inputs(n, problem.m, problem.b, problem.r);
+    if (!inputs.isThin()) {
+        inputs = {};
+    }
+    const bool isTransformed = problem.discrete || (inputs.isThin() ? transformFactorToDiscrete(problem, form, inputs)
+                                                                    : transformToDiscrete(n, form));
+    // Cayley's transform leaves loops that are slower by far, for which single precision has not enough digits.
+    return isTransformed && runToApproximation(doublingOf(n, std::move(form), std::move(inputs)), problem.discrete, x);
 }
 
 }  // namespace qormath::control_utility

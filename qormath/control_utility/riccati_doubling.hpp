@@ -25,4 +25,10 @@ namespace qormath::control_utility {
 /// ordinary problem; the transform is another step.
 bool solveByDoubling(const RiccatiProblem& problem, std::vector<double>& x, bool mayFactorInputs = true);
 
+/// The same to about seven digits, for Newton steps to start from: the steps end one earlier; in discrete time those
+/// that add no more than what is there already are made in single precision, on the equation of what is still missing;
+/// and factors of few inputs are kept in continuous time as well. False where that comes to no end within 16 steps, or
+/// leaves the range of the numbers; x has no meaning then.
+bool approximateByDoubling(const RiccatiProblem& problem, std::vector<double>& x);
+
 }  // namespace qormath::control_utility

@@ -300,13 +300,11 @@ bool isSymmetric(int n, const Elements& a) {
 }
 
 void symmetrize(int n, Elements& a) {
-    for (int j = 0; j < n; ++j) {
-        for (int i = 0; i < j; ++i) {
-            const double mean = 0.5 * *at(a.data(), n, i, j) + 0.5 * *at(a.data(), n, j, i);
-            *at(a.data(), n, i, j) = mean;
-            *at(a.data(), n, j, i) = mean;
-        }
-    }
+    forEachAboveDiagonal(n, [n, elements = a.data()](int i, int j) {
+        const double mean = 0.5 * *at(elements, n, i, j) + 0.5 * *at(elements, n, j, i);
+        *at(elements, n, i, j) = mean;
+        *at(elements, n, j, i) = mean;
+    });
 }
 
 bool takeInCrossTerm(const RiccatiProblem& problem, PlainForm& plain) {

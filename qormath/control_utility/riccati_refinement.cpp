@@ -3,6 +3,7 @@
 #include <limits>
 #include <utility>
 
+#include <qormath/control_utility/plain_products.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/control_utility/real_schur_form.hpp>
 #include <qormath/control_utility/riccati_refinement.hpp>
@@ -27,8 +28,10 @@ constexpr double roundingsOfResidual = 2.0;
 // Where the form of an earlier loop makes steps converge by this factor at least, it is not to blame for their end.
 constexpr double fastConvergence = 0.25;
 // A residual below this many times eps, the square root of n and its terms is what rounding makes of an exact solution,
-// and no step lowers it but by chance.
+// and no step lowers it but by chance. Where n is large it is 0.1 in discrete and 0.55 to 0.62 in continuous time.
 constexpr double settledResidual = 0.25;
+constexpr double settledResidualOfLargeContinuous = 0.7;
+constexpr int largeOrder = 64;
 // The share of its distance to the limit that a closed loop has to keep under a change that is within its uncertainty.
 constexpr double keptDistance = 0.5;
 // The backward error of a Schur form, in units of n eps times the Frobenius norm, stays below this.
@@ -53,22 +56,17 @@ Elements product(Op opA, Op opB, int m, int n, int k, const Elements& a, const E
     return c;
 }
 
-double frobenius(int m, int n, const Elements& a) {
-    return lapack::lange(lapack::Norm::frobenius, m, n, a.data(), m);
-}
-
 bool allFinite(int m, int n, const Elements& a) {
     return lapack::allFinite(m, n, a.data(), m);
 }
 
-/// The leading bits of a number below 2^exponent.
-double leadingBits(double value, int exponent, int bits) {
-    const double anchor = std::ldexp(1.5, std::min(exponent + binaryDigits - 1 - bits, largestAnchor));
-    return (value + anchor) - anchor;
-}
-
 int exponentAbove(double largest) {
     return largest > 0.0 && std::isfinite(largest) ? std::ilogb(largest) + 1 : 0;
+}
+
+/// What, added to a number of no more than the modulus and taken away again, leaves so many leading bits of it.
+double anchorFor(double largest, int bits) {
+    return std::ldexp(1.5, std::min(exponentAbove(largest) + binaryDigits - 1 - bits, largestAnchor));
 }
 
 /// x b for a symmetric x, to nearly full accuracy of each element: a gain is what is left where large products cancel.
@@ -78,20 +76,26 @@ int exponentAbove(double largest) {
 /// fast routines of matrix multiplication and its applications", Numer. Algorithms 59 (2012), 95-118.
 Elements accurateProduct(int n, int m, const Elements& x, const Elements& b) {
     const int bits = (binaryDigits - std::ilogb(std::max(1, n)) - 1) / 2;
-    Elements leadingX(x), trailingX(x), leadingB(b), trailingB(b);
-    std::vector<int> exponents(static_cast<std::size_t>(n));
+    Elements leadingX(x.size()), trailingX(x.size()), leadingB(b.size()), trailingB(b.size());
+    Elements anchors(static_cast<std::size_t>(n));
     for (int j = 0; j < n; ++j) {
-        exponents[static_cast<std::size_t>(j)] = exponentAbove(largestElement(n, 1, at(x.data(), n, 0, j), n));
+        anchors[static_cast<std::size_t>(j)] = anchorFor(largestElement(n, 1, at(x.data(), n, 0, j), n), bits);
     }
-    for (std::size_t k = 0; k < x.size(); ++k) {
-        leadingX[k] = leadingBits(x[k], exponents[k % static_cast<std::size_t>(n)], bits);
-        trailingX[k] = x[k] - leadingX[k];
+    for (int j = 0; j < n; ++j) {
+        const double* const whole = at(x.data(), n, 0, j);
+        double* const leading = at(leadingX.data(), n, 0, j);
+        double* const trailing = at(trailingX.data(), n, 0, j);
+        for (int i = 0; i < n; ++i) {
+            leading[i] = (whole[i] + anchors[static_cast<std::size_t>(i)]) - anchors[static_cast<std::size_t>(i)];
+            trailing[i] = whole[i] - leading[i];
+        }
     }
     for (int j = 0; j < m; ++j) {
-        const int exponent = exponentAbove(largestElement(n, 1, at(b.data(), n, 0, j), n));
+        const double* const whole = at(b.data(), n, 0, j);
+        const double anchor = anchorFor(largestElement(n, 1, whole, n), bits);
         for (int i = 0; i < n; ++i) {
-            *at(leadingB.data(), n, i, j) = leadingBits(*at(b.data(), n, i, j), exponent, bits);
-            *at(trailingB.data(), n, i, j) -= *at(leadingB.data(), n, i, j);
+            *at(leadingB.data(), n, i, j) = (whole[i] + anchor) - anchor;
+            *at(trailingB.data(), n, i, j) = whole[i] - *at(leadingB.data(), n, i, j);
         }
     }
     Elements rest = product(Op::none, Op::none, n, m, n, trailingX, b);
@@ -99,6 +103,16 @@ Elements accurateProduct(int n, int m, const Elements& x, const Elements& b) {
     const Elements leading = product(Op::none, Op::none, n, m, n, leadingX, leadingB);
     lapack::axpy(n * m, 1.0, leading.data(), 1, rest.data(), 1);
     return rest;
+}
+
+/// a + a'
+void addTranspose(int n, Elements& a) {
+    lapack::scal(n, 2.0, a.data(), n + 1);
+    forEachAboveDiagonal(n, [n, elements = a.data()](int i, int j) {
+        const double sum = *at(elements, n, i, j) + *at(elements, n, j, i);
+        *at(elements, n, i, j) = sum;
+        *at(elements, n, j, i) = sum;
+    });
 }
 
 /// What the equation makes of an x.
@@ -138,26 +152,29 @@ bool evaluate(const RiccatiProblem& problem, const Elements& x, Evaluation& resu
     const Elements gain(solved.begin(), solved.begin() + static_cast<std::ptrdiff_t>(half));
     result.weightedB.assign(solved.begin() + static_cast<std::ptrdiff_t>(half), solved.end());
 
-    const Elements ax = product(Op::transpose, Op::none, n, n, n, problem.a, x);
+    // a' x + x a, or a' x a. Its triangles are made apart, and so are those of g gain: of the two roundings of an
+    // element, the residual has the mean.
+    Elements free = product(Op::transpose, Op::none, n, n, n, problem.a, x);
+    double termsOfX = 0.0;
+    if (problem.discrete) {
+        free = product(Op::none, Op::none, n, n, n, free, problem.a);
+        termsOfX = plainNorm(free) + plainNorm(x);
+    } else {
+        termsOfX = 2.0 * plainNorm(free);
+        addTranspose(n, free);
+    }
     const Elements bGain = product(Op::none, Op::none, n, n, m, problem.b, gain);
     const Elements gGain = product(Op::none, Op::none, n, n, m, g, gain);
-    const Elements free = problem.discrete ? product(Op::none, Op::none, n, n, n, ax, problem.a) : ax;
-    result.closedLoop = problem.a;
-    result.residual = problem.q;
-    for (int j = 0; j < n; ++j) {
-        for (int i = 0; i < n; ++i) {
-            const std::size_t here = elementCount(n, j) + static_cast<std::size_t>(i);
-            const std::size_t mirrored = elementCount(n, i) + static_cast<std::size_t>(j);
-            result.closedLoop[here] -= bGain[here];
-            const double linear = problem.discrete ? free[here] - x[here] : free[here] + free[mirrored];
-            result.residual[here] += linear - gGain[here];
-        }
+    result.closedLoop.resize(x.size());
+    result.residual.resize(x.size());
+    for (std::size_t k = 0; k < x.size(); ++k) {
+        result.closedLoop[k] = problem.a[k] - bGain[k];
+        result.residual[k] = problem.q[k] + ((problem.discrete ? free[k] - x[k] : free[k]) - gGain[k]);
     }
     symmetrize(n, result.residual);
-    result.norm = frobenius(n, n, result.residual);
-    result.terms = frobenius(n, n, problem.q) + frobenius(n, n, free) + frobenius(n, n, gGain) +
-                   (problem.discrete ? frobenius(n, n, x) : frobenius(n, n, free));
-    result.loopTerms = frobenius(n, n, problem.a) + frobenius(n, n, bGain);
+    result.norm = plainNorm(result.residual);
+    result.terms = plainNorm(problem.q) + termsOfX + plainNorm(gGain);
+    result.loopTerms = plainNorm(problem.a) + plainNorm(bGain);
     return allFinite(n, n, result.residual) && allFinite(n, n, result.closedLoop) &&
            allFinite(m, n, result.weightedB) && std::isfinite(result.terms);
 }
@@ -171,8 +188,8 @@ struct LoopForm {
     Elements u;
     Elements wr;
     Elements wi;
-    // The solution p of loop' p + p loop + i = 0 or loop' p loop - p + i = 0, turned as t is, and its norm; infinite
-    // where the loop is not stable.
+    // The solution p of loop' p + p loop + i = 0 or loop' p loop - p + i = 0, turned as t is, empty until it is needed,
+    // and its norm; infinite where the loop is not stable.
     Elements p;
     double normOfP = HUGE_VAL;
 };
@@ -203,7 +220,7 @@ double solveForP(const LoopForm& form, double distance, Elements& p) {
     if (solveTriangularLyapunov(form.discrete, n, t.data(), n, p.data(), n, scale) != 0 || scale != 1.0) {
         return HUGE_VAL;
     }
-    const double norm = frobenius(n, n, p);
+    const double norm = plainNorm(p);
     return std::isfinite(norm) ? norm : HUGE_VAL;
 }
 
@@ -223,9 +240,17 @@ bool decompose(const RiccatiProblem& problem, const Elements& closedLoop, LoopFo
         realSchurForm(n, form.t.data(), n, form.wr.data(), form.wi.data(), form.u.data(), n) != 0) {
         return false;
     }
-    const bool stable = distanceToLimit(form.discrete, form.wr, form.wi) > 0.0;
-    form.normOfP = stable ? solveForP(form, 0.0, form.p) : HUGE_VAL;
+    form.p.clear();
     return true;
+}
+
+/// Makes the p of a form where that has not been done. False where there is none.
+bool provideP(LoopForm& form) {
+    if (form.p.empty()) {
+        const bool stable = distanceToLimit(form.discrete, form.wr, form.wi) > 0.0;
+        form.normOfP = stable ? solveForP(form, 0.0, form.p) : HUGE_VAL;
+    }
+    return std::isfinite(form.normOfP);
 }
 
 /// op(u)' w op(u) for a symmetric w, of which the upper triangle is used, with both triangles filled.
@@ -279,19 +304,61 @@ bool isStableByMoreThanRounding(const RiccatiProblem& problem, const Evaluation&
     return distanceToLimit(problem.discrete, form.wr, form.wi) > problem.n * lapack::machineEpsilon() * now.loopTerms;
 }
 
-/// The way from the loop of the form to the closed loop as it is now, turned as t is, from the left alone.
+/// The way from the loop of the form to the closed loop as it is now.
 Elements wayFrom(const LoopForm& form, const Evaluation& now) {
     Elements way = now.closedLoop;
     lapack::axpy(form.n * form.n, -1.0, form.loop.data(), 1, way.data(), 1);
-    return product(Op::transpose, Op::none, form.n, form.n, form.n, form.u, way);
+    return way;
+}
+
+/// p way, with the way turned as p is, from the left alone.
+Elements productWithWay(const LoopForm& form, const Elements& p, const Elements& way) {
+    const int n = form.n;
+    return product(Op::none, Op::none, n, n, n, p, product(Op::transpose, Op::none, n, n, n, form.u, way));
+}
+
+/// What the bounds of isSurelyBeyondDoubt are made of: norms of the change e of the loop, and of p e.
+struct LoopChange {
+    double e = 0.0;
+    double pe = 0.0;
+};
+
+/// p for the loop moved by distance is no smaller than the p of the form, by which x changes where q changes by i, and
+/// t p t' is p - i. So the gain w p t', or w p, is no larger than the root of the norms of w p w' and p.
+LoopChange boundedChange(const Evaluation& now, const LoopForm& form, const Elements& p, const Elements& turnedB,
+                         const Elements& turnedWeightedB, const Elements& way) {
+    const int n = form.n;
+    const auto m = static_cast<int>(turnedB.size()) / n;
+    const double normOfP = plainNorm(p);
+    const Elements wp = product(Op::none, Op::none, m, n, n, turnedWeightedB, p);
+    const double ofWpw = lapack::dot(m * n, wp.data(), 1, turnedWeightedB.data(), 1);
+    const double ofGain = uncertainty(now) * std::sqrt(std::max(0.0, ofWpw) * normOfP);
+    const double ofPb = plainNorm(product(Op::none, Op::none, n, m, n, p, turnedB));
+    const double ofWay = plainNorm(way);
+    return {plainNorm(turnedB) * ofGain + ofWay, ofPb * ofGain + normOfP * ofWay};
+}
+
+/// The same without the bounds, by products of order n.
+LoopChange exactChange(const Evaluation& now, const LoopForm& form, const Elements& p, const Elements& turnedB,
+                       const Elements& turnedWeightedB, const Elements& way) {
+    const int n = form.n;
+    const auto m = static_cast<int>(turnedB.size()) / n;
+    Elements gain = product(Op::none, Op::none, m, n, n, turnedWeightedB, form.p);
+    if (form.discrete) {
+        gain = product(Op::none, Op::transpose, m, n, n, gain, form.t);
+    }
+    const Elements ofInputs =
+        product(Op::none, Op::none, n, n, m, product(Op::none, Op::none, n, m, n, p, turnedB), gain);
+    return {plainNorm(turnedB) * plainNorm(gain) * uncertainty(now) + plainNorm(way),
+            plainNorm(ofInputs) * uncertainty(now) + plainNorm(productWithWay(form, p, way))};
 }
 
 /// True when bounds alone show what isBeyondDoubt asks for. With p for half of the distance to the limit and the loop
 /// moved by e, p is a Lyapunov function of the moved loop as long as 2 |p e| < 1, or |p e| (2 |c| + |e|) below the
 /// square of 1 - distance: no eigenvalue is then nearer to the limit than that. e is the change to first order, the way
 /// from the loop of the form, and the rounding of the form.
-bool isSurelyBeyondDoubt(const RiccatiProblem& problem, const Evaluation& now, const LoopForm& form) {
-    if (!isStableByMoreThanRounding(problem, now, form) || !std::isfinite(form.normOfP)) {
+bool isSurelyBeyondDoubt(const RiccatiProblem& problem, const Evaluation& now, LoopForm& form) {
+    if (!isStableByMoreThanRounding(problem, now, form)) {
         return false;
     }
     const int n = problem.n;
@@ -302,22 +369,18 @@ bool isSurelyBeyondDoubt(const RiccatiProblem& problem, const Evaluation& now, c
     if (!std::isfinite(normOfP)) {
         return false;
     }
-    const double loop = frobenius(n, n, form.loop);
+    const double loop = plainNorm(form.loop);
     const double roundingOfForm = roundingsOfSchurForm * n * lapack::machineEpsilon() * loop;
+    const auto isHarmless = [&](const LoopChange& change) {
+        const double e = change.e + roundingOfForm;
+        const double pe = change.pe + normOfP * roundingOfForm;
+        return problem.discrete ? pe * (2.0 * loop + e) < (1.0 - distance) * (1.0 - distance) : 2.0 * pe < 1.0;
+    };
     const Elements way = wayFrom(form, now);
-    // The change of x for a q changed by i is the p of the form.
-    const Elements b = product(Op::transpose, Op::none, n, m, n, form.u, problem.b);
-    Elements gain =
-        product(Op::none, Op::none, m, n, n, product(Op::none, Op::none, m, n, n, now.weightedB, form.u), form.p);
-    if (problem.discrete) {
-        gain = product(Op::none, Op::transpose, m, n, n, gain, form.t);
-    }
-    const double ofGain = uncertainty(now) * frobenius(m, n, gain);
-    const double e = frobenius(n, m, b) * ofGain + frobenius(n, n, way) + roundingOfForm;
-    const Elements ofInputs = product(Op::none, Op::none, n, n, m, product(Op::none, Op::none, n, m, n, p, b), gain);
-    const double pe = frobenius(n, n, ofInputs) * uncertainty(now) +
-                      frobenius(n, n, product(Op::none, Op::none, n, n, n, p, way)) + normOfP * roundingOfForm;
-    return problem.discrete ? pe * (2.0 * loop + e) < (1.0 - distance) * (1.0 - distance) : 2.0 * pe < 1.0;
+    const Elements turnedB = product(Op::transpose, Op::none, n, m, n, form.u, problem.b);
+    const Elements turnedWeightedB = product(Op::none, Op::none, m, n, n, now.weightedB, form.u);
+    return isHarmless(boundedChange(now, form, p, turnedB, turnedWeightedB, way)) ||
+           (provideP(form) && isHarmless(exactChange(now, form, p, turnedB, turnedWeightedB, way)));
 }
 
 /// True when the closed loop keeps its distance to the limit where x, to first order, is that for a q changed by what
@@ -381,16 +444,16 @@ bool improve(const RiccatiProblem& problem, Iterate& iterate) {
 }
 
 /// True when the form of an earlier loop serves the steps as well as a fresh one would.
-bool isFormGood(const Iterate& iterate) {
-    const LoopForm& form = iterate.form;
-    if (iterate.isFormFresh || !std::isfinite(form.normOfP)) {
+bool isFormGood(Iterate& iterate) {
+    LoopForm& form = iterate.form;
+    if (iterate.isFormFresh || !provideP(form)) {
         return iterate.isFormFresh;
     }
-    const int n = form.n;
     const Elements way = wayFrom(form, iterate.now);
-    const double moved = frobenius(n, n, product(Op::none, Op::none, n, n, n, form.p, way));
-    const double growth = form.discrete ? 2.0 * frobenius(n, n, form.loop) + frobenius(n, n, way) : 2.0;
-    return growth * moved <= fastConvergence;
+    const double ofWay = plainNorm(way);
+    const double growth = form.discrete ? 2.0 * plainNorm(form.loop) + ofWay : 2.0;
+    return growth * form.normOfP * ofWay <= fastConvergence ||
+           growth * plainNorm(productWithWay(form, form.p, way)) <= fastConvergence;
 }
 
 bool makeFormFresh(const RiccatiProblem& problem, Iterate& iterate) {
@@ -400,7 +463,9 @@ bool makeFormFresh(const RiccatiProblem& problem, Iterate& iterate) {
 
 /// Improves x until the residual stops falling. False where a Schur form does not come about.
 bool refine(const RiccatiProblem& problem, Iterate& iterate) {
-    const double settled = settledResidual * std::sqrt(problem.n) * lapack::machineEpsilon();
+    const double share =
+        !problem.discrete && problem.n >= largeOrder ? settledResidualOfLargeContinuous : settledResidual;
+    const double settled = share * std::sqrt(problem.n) * lapack::machineEpsilon();
     for (int step = 0; step < mostSteps && iterate.now.norm > settled * iterate.now.terms; ++step) {
         const bool wasFresh = iterate.isFormFresh;
         if (improve(problem, iterate)) {

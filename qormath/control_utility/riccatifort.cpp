@@ -25,6 +25,9 @@ constexpr double wellConditioned = 0x1p-26;
 // Below this order doubling is no faster in continuous time than the Hamiltonian Schur form.
 constexpr int leastOrderToDouble = 32;
 
+// Below this order single precision saves nothing that counts.
+constexpr int leastOrderToApproximate = 64;
+
 int illegalArgument(int n, int m, const double* a, const double* b, const double* q, const double* r, const double* s,
                     const double* x) {
     if (n < 0) {
@@ -63,6 +66,10 @@ bool isWellConditioned(const RiccatiProblem& problem) {
 
 bool solveBalanced(const RiccatiProblem& problem, Elements& x) {
     if (isWellConditioned(problem)) {
+        if (problem.n >= leastOrderToApproximate && approximateByDoubling(problem, x) &&
+            refineClearSolution(problem, x)) {
+            return true;
+        }
         if (!problem.discrete && problem.n >= leastOrderToDouble && solveByDoubling(problem, x) &&
             refineClearSolution(problem, x)) {
             return true;

@@ -29,10 +29,11 @@ namespace qormath::control_utility {
 /// is found, refined by Newton's method until its residual stops falling and judged (riccati_refinement.hpp). Where r
 /// is well conditioned, the direct solution comes by doubling (riccati_doubling.hpp), in continuous time from order 32
 /// on and only where its outcome is clear, or else from the Hamiltonian Schur form (riccati_subspace.hpp); where it is
-/// not, or where that solution does not stand up to the judgement, from the extended pencil. All iterations are
+/// not, or where that solution does not stand up to the judgement, from the extended pencil. From order 64 on an
+/// approximation by shorter doubling is tried first, which counts where its outcome is clear. All iterations are
 /// bounded, so that failure takes a bounded time, about twice the longest success.
 ///
-/// Cost: about 150 n^3 flops in discrete and 170 n^3 in continuous time by doubling, 25 (2 n)^3 by the Hamiltonian, 66
+/// Cost: about 80 n^3 flops in discrete and 130 n^3 in continuous time by doubling, 25 (2 n)^3 by the Hamiltonian, 66
 /// (2 n)^3 by the extended pencil, and 25 n^3 for the Schur form of the closed loop with 20 n^3 for each of two or
 /// three steps of refinement.
 void RICCATIFORT(const int* discrete, const int* n, const int* m, const double* a, const double* b, const double* q,

@@ -109,6 +109,13 @@ inline void gemm(Op opA, Op opB, int m, int n, int k, double alpha, const double
                 c, atLeastOne(ldc));
 }
 
+/// The same in single precision.
+inline void gemm(Op opA, Op opB, int m, int n, int k, float alpha, const float* a, int lda, const float* b, int ldb,
+                 float beta, float* c, int ldc) {
+    cblas_sgemm(CblasColMajor, toCblas(opA), toCblas(opB), m, n, k, alpha, a, atLeastOne(lda), b, atLeastOne(ldb), beta,
+                c, atLeastOne(ldc));
+}
+
 /// One triangle of c = alpha * op(a) * op(a)' + beta * c, with c of order n and inner size k.
 inline void syrk(Triangle triangle, Op op, int n, int k, double alpha, const double* a, int lda, double beta, double* c,
                  int ldc) {

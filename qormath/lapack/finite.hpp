@@ -7,11 +7,12 @@ namespace qormath::lapack {
 
 /// True when no element of the m by n column-major matrix is NaN or infinite. LAPACK's iterations promise nothing on
 /// such elements, so they are looked for before a call and reported as a failure of it.
-inline bool allFinite(int m, int n, const double* a, int lda) {
+template <typename Real>
+bool allFinite(int m, int n, const Real* a, int lda) {
     for (int column = 0; column < n; ++column) {
-        const double* const elements = a + static_cast<std::ptrdiff_t>(column) * lda;
+        const Real* const elements = a + static_cast<std::ptrdiff_t>(column) * lda;
         // The sum of x - x is 0 over finite elements and NaN over any other: one branch a column.
-        double defect = 0.0;
+        Real defect{0};
         for (int row = 0; row < m; ++row) {
             defect += elements[row] - elements[row];
         }

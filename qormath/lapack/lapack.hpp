@@ -116,6 +116,16 @@ inline int getrs(Op op, int n, int rhs, const double* lu, int lda, const int* pi
                                atLeastOne(ldb));
 }
 
+/// The two in single precision.
+inline int getrf(int m, int n, float* a, int lda, int* pivots) {
+    return LAPACKE_sgetrf_work(LAPACK_COL_MAJOR, m, n, a, atLeastOne(lda), pivots);
+}
+
+inline int getrs(Op op, int n, int rhs, const float* lu, int lda, const int* pivots, float* b, int ldb) {
+    return LAPACKE_sgetrs_work(LAPACK_COL_MAJOR, static_cast<char>(op), n, rhs, lu, atLeastOne(lda), pivots, b,
+                               atLeastOne(ldb));
+}
+
 /// Estimate of the reciprocal 1-norm condition number from the factors of getrf and the 1-norm of the matrix; work has
 /// 4 n elements and integerWork n.
 inline int gecon(int n, const double* lu, int lda, double norm1, double& reciprocal, double* work, int* integerWork) {

@@ -1,6 +1,7 @@
 // Continuous Riccati equations are solved by doubling where the outcome is clear, and by the ordered Schur form of the
 // Hamiltonian matrix everywhere else; discrete ones with few inputs by doubling that keeps these in a factor at first.
-// Here both ways are taken and compared.
+// From an order of 64 on, both start Newton steps from an approximation by shorter doubling, in discrete time with its
+// last steps in single precision. Here both ways are taken and compared.
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -94,6 +95,58 @@ TEST(RiccatiRoutes, AFactorOfTheInputsTakesAWeightThatIsNotDiagonal) {
     EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
     EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
               2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+}
+
+TEST(RiccatiRoutes, NewtonStepsTakeAnApproximationToWhatDoublingFinds) {
+    NormalNumbers numbers(28);
+    for (const systemType type : {discreteSystem, continuousSystem}) {
+        for (const int n : {64, 97}) {
+            // Factors of the inputs at first, or none.
+            for (const int m : {n / 10, n / 4, n / 2}) {
+                SCOPED_TRACE(testing::Message()
+                             << "discrete " << (type == discreteSystem) << ", n " << n << ", m " << m);
+                const RiccatiEquation e = randomEquation(type, n, scaledIdentity(m, 1.0), 0.2, numbers);
+                const RiccatiProblem problem = problemOf(e);
+                std::vector<double> x, other;
+                ASSERT_TRUE(approximateByDoubling(problem, x));
+                EXPECT_TRUE(isSymmetric(squareMatrixOf(n, x)));
+                ASSERT_TRUE(refineClearSolution(problem, x));
+                ASSERT_TRUE(solveByDoubling(problem, other) && refineAndJudge(problem, other));
+                const Matrix<double> found = squareMatrixOf(n, x);
+                const RiccatiVerdict verdict = verdictOn(e, found);
+                EXPECT_TRUE(isSymmetric(found));
+                EXPECT_GT(verdict.distance, 0.0);
+                EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
+                EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
+                          2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+            }
+        }
+    }
+}
+
+TEST(RiccatiRoutes, AnApproximationOfALoopOnTheLimitIsNotTakenForClear) {
+    NormalNumbers numbers(29);
+    for (const systemType type : {discreteSystem, continuousSystem}) {
+        const RiccatiEquation limit = randomEquation(type, 70, scaledIdentity(2, 1.0), 0.0, numbers);
+        std::vector<double> x;
+        EXPECT_FALSE(approximateByDoubling(problemOf(limit), x) && refineClearSolution(problemOf(limit), x));
+        EXPECT_EQ(solveWhole(limit, x), 3);
+    }
+}
+
+TEST(RiccatiRoutes, WhatSinglePrecisionCannotHoldIsLeftToDoublePrecision) {
+    NormalNumbers numbers(30);
+    RiccatiEquation e = randomEquation(discreteSystem, 70, scaledIdentity(7, 1.0), 0.2, numbers);
+    std::vector<double> x;
+    ASSERT_TRUE(approximateByDoubling(problemOf(e), x));
+    constexpr double beyondSingle = 0x1p140;
+    for (Matrix<double>* const weight : {&e.q, &e.r, &e.s}) {
+        *weight = *weight * beyondSingle;
+    }
+    EXPECT_FALSE(approximateByDoubling(problemOf(e), x));
+    ASSERT_TRUE(solveByDoubling(problemOf(e), x) && refineAndJudge(problemOf(e), x));
+    const Matrix<double> found = squareMatrixOf(70, x);
+    EXPECT_LE(riccatiRatio(verdictOn(e, found), found, e.type), ratioLimit);
 }
 
 TEST(RiccatiRoutes, AFactorOfTheInputsLeavesALoopOnTheLimitUnsolved) {
