@@ -167,6 +167,18 @@ TEST(Extremes, SchurFormsReproduceTheMatrix) {
     }
 }
 
+TEST(Extremes, SingularValueDecompositionsReproduceTheMatrix) {
+    const auto check = [](const Matrix<double>& a) {
+        Vector<double> values;
+        Matrix<double> right;
+        const Matrix<double> left = svdCopy(a, values, right, 30, true);
+        const Matrix<double> back = product(left.scaleColumnsBy(values), right.transpose());
+        EXPECT_LE(ratio(back - a, frobeniusNorm(a), a.rows()), ratioLimit);
+        return true;
+    };
+    forAll(continuousShapes(), check, 45);
+}
+
 TEST(Extremes, SylvesterSolutionsSatisfyTheirEquation) {
     const auto check = [](const Matrix<double>& a) {
         const int n = a.rows();
@@ -361,6 +373,25 @@ bool converts(System& system, conversionType type, bool toDiscrete) {
 /// e x - f over the norms of its terms.
 double equationRatio(const Matrix<double>& e, const Matrix<double>& x, const Matrix<double>& f, int n) {
     return ratio(product(e, x) - f, frobeniusNorm(e) * frobeniusNorm(x) + frobeniusNorm(f), n);
+}
+
+TEST(Extremes, BalancedSystemsAreTheGivenOnesInOtherUnits) {
+    const auto check = [](const Matrix<double>& a) {
+        const System before = systemOf(a);
+        System balanced = before;
+        Vector<double> s;
+        QorMathControl::BalanceABC(balanced.a, balanced.b, balanced.c, s, 10.0);
+        for (int i = 0; i < a.rows(); ++i) {
+            EXPECT_EQ(std::exp2(std::ilogb(s[i])), s[i]);
+            for (int j = 0; j < a.rows(); ++j) {
+                EXPECT_EQ(balanced.a(i, j), a(i, j) * (s[j] / s[i]));
+            }
+            EXPECT_EQ(balanced.b(i, 0), before.b(i, 0) / s[i]);
+            EXPECT_EQ(balanced.c(0, i), before.c(0, i) * s[i]);
+        }
+        return true;
+    };
+    forAll(continuousShapes(), check, 45);
 }
 
 TEST(Extremes, HeldSystemsSatisfyTheirSteadyState) {
