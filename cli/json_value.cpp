@@ -44,14 +44,7 @@ JsonValue JsonValue::list() {
     return result;
 }
 
-JsonValue::JsonValue(const JsonValue& other) : value_(std::make_unique<Json>(*other.value_)) {}
-
 JsonValue::JsonValue(JsonValue&& other) noexcept = default;
-
-JsonValue& JsonValue::operator=(JsonValue other) noexcept {
-    value_ = std::move(other.value_);
-    return *this;
-}
 
 JsonValue::~JsonValue() = default;
 

@@ -30,9 +30,7 @@ class JsonValue {
     JsonValue(std::initializer_list<Field> fields);
     static JsonValue list();
 
-    JsonValue(const JsonValue& other);
     JsonValue(JsonValue&& other) noexcept;
-    JsonValue& operator=(JsonValue other) noexcept;
     ~JsonValue();
 
     /// Adds a field to an object.

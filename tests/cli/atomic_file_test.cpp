@@ -8,7 +8,9 @@
 #include <stdexcept>
 #include <string>
 #include <support/temporary_folder.hpp>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include "program_error.hpp"
@@ -164,6 +166,34 @@ TEST(ReplaceFile, WritesToADeviceInItsPlace) {
     EXPECT_TRUE(S_ISCHR(found.st_mode));
 }
 
+TEST(ReplaceFile, LeavesAFolderThatHasTakenTheNameMeanwhile) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("name");
+    EXPECT_EQ(errorOf([&] {
+                  replaceFile(path, [&](const std::string& name) {
+                      writeFile(name, "text");
+                      std::filesystem::create_directory(path);
+                  });
+              }),
+              path + ": cannot be written: Is a directory");
+    EXPECT_TRUE(std::filesystem::is_directory(path));
+    EXPECT_THAT(folder.names(), ElementsAre("name"));
+}
+
+TEST(ReplaceFile, ReportsASocket) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("s");
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), sizeof address.sun_path);
+    path.copy(address.sun_path, path.size());
+    const int socketDescriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(bind(socketDescriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(errorOf([&] { replaceFileByText(path, "text"); }),
+              path + ": cannot be written: No such device or address");
+    close(socketDescriptor);
+}
+
 TEST(ReplaceFile, ReportsAFullDevice) {
     EXPECT_EQ(errorOf([&] { replaceFileByText("/dev/full", "text"); }),
               "/dev/full: cannot be written: No space left on device");
@@ -263,6 +293,19 @@ TEST(RequireOtherFile, RefusesEveryNameOfAFileThatIsNotThereYet) {
     EXPECT_NE(errorOf([&] { requireOtherFile("new", "./new", "taken"); }), "no error");
     EXPECT_NE(errorOf([&] { requireOtherFile("new", folder.file("new"), "taken"); }), "no error");
     std::filesystem::current_path(before);
+}
+
+TEST(RequireOtherFile, GoesByTheNamesWhereTheWorkingFolderIsGone) {
+    const TemporaryFolder folder;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::create_directory(folder.file("gone"));
+    std::filesystem::current_path(folder.file("gone"));
+    std::filesystem::remove(folder.file("gone"));
+    const std::string same = errorOf([] { requireOtherFile("a", "a", "it is the model"); });
+    const std::string other = errorOf([] { requireOtherFile("a", "b", "it is the model"); });
+    std::filesystem::current_path(before);
+    EXPECT_EQ(same, "a: cannot be written: it is the model");
+    EXPECT_EQ(other, "no error");
 }
 
 TEST(RequireOtherFile, AcceptsOtherFilesAndDevices) {

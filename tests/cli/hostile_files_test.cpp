@@ -195,7 +195,7 @@ TEST(HostileInput, ThatIsTooLargeForTheMemoryIsNamed) {
         GTEST_SKIP() << "the sanitizer needs the addresses";
     }
     const WorkFolder folder;
-    constexpr int coefficients = 8000000;  // 64 MB
+    constexpr int coefficients = 4000000;  // 32 MB, twice a step
     constexpr rlim_t step = rlim_t{16} << 20U;
     writeFile(folder.file("long"), longCurve(coefficients));
     // Threads of BLAS have stacks, as many as the machine has cores.

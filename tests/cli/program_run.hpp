@@ -85,6 +85,9 @@ inline void arrangeStreams(const RunOptions& options) {
         }
     }
     arrangeStreams(options);
+    if (options.largestFile) {
+        setenv("GCOV_PREFIX", "/dev/null", 1);  // counts of what has run, where they are kept, would be cut off, too
+    }
     limit(RLIMIT_FSIZE, options.largestFile);
     limit(RLIMIT_AS, options.largestMemory);
     if (!options.isPrivileged) {

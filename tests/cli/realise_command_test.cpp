@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "model_file.hpp"
+#include "models.hpp"
 #include "program_run.hpp"
 #include "system_file.hpp"
 #include "system_responses.hpp"
@@ -289,6 +290,18 @@ TEST(RealiseCommand, RefusesAnOutputWithoutCurves) {
 
 TEST(RealiseCommand, RefusesAModelWithoutInputsOrOutputs) {
     EXPECT_EQ(errorFor(counts(0, 0, 30, 0)), "cannot be realised: the model has no inputs or no outputs\n");
+}
+
+TEST(RealiseCommand, RefusesAnOrderAtWhichAStepFails) {
+    // The output takes its new value at once: of the singular values all but the first few are zero.
+    const TemporaryFolder folder;
+    const std::string model = folder.file("model.fir");
+    writeModelFile(model, qormath::test::modelOf(1, 1, 30, [](int, int, int k) { return k > 0 ? 1.0 : 0.0; }));
+    const ProgramRun run = runQormath({"realise", model, "-o", folder.file("system.json"), "--order", "9"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "qormath: " + model + ": cannot be realised: a numerical step failed; another --order may do\n");
+    EXPECT_THAT(folder.names(), ElementsAre("model.fir"));
 }
 
 TEST(RealiseCommand, RefusesCurvesThatAreTooShort) {

@@ -388,6 +388,17 @@ TEST_F(Ringing, IsToldInTheTable) {
     EXPECT_THAT(run.out, HasSubstr("ringers taken out    damping ratio 0.05 with a period of 4.72 s\n"));
 }
 
+TEST_F(Ringing, OfManyModesIsToldOfFiveAndTheirNumber) {
+    const std::vector<std::string> words{
+        exampleModel("wood_berry.fir"), "-o", output, "--order", "coarse", "--damping", "1"};
+    const std::size_t count = reduced(words)["ringers"].size();
+    ASSERT_GT(count, 5U);
+    std::vector<std::string> command{"reduce"};
+    command.insert(command.end(), words.begin(), words.end());
+    const ProgramRun run = runQormath(command);
+    EXPECT_THAT(run.out, HasSubstr(", and " + std::to_string(count - 5) + " more\n"));
+}
+
 TEST_F(Ringing, HasNoPeriodIfItIsALag) {
     const ProgramRun run = runQormath({"reduce", model, "-o", output, "--order", "fine", "--damping", "1"});
     EXPECT_EQ(run.status, 0);
