@@ -131,8 +131,8 @@ class QORMATH_API QorMathControl {
     /// run once more on a, rotated by a fixed orthogonal matrix, and that result stands, good or bad: a Jordan block of
     /// order 2 comes out to about root, several equal eigenvalues of which some are coupled to a few digits or none.
     ///
-    /// An eigenvalue computed as zero gives infinite or NaN elements, as does overflow in the recurrence. Throws the int
-    /// -1 if a is not square, holds NaN or infinity, or the Schur form fails. An empty matrix gives an empty one.
+    /// An eigenvalue computed as zero gives infinite or NaN elements, as does overflow in the recurrence. Throws the
+    /// int -1 if a is not square, holds NaN or infinity, or the Schur form fails. An empty matrix gives an empty one.
     /// Sources: A. H. Al-Mohy, N. J. Higham, "Improved inverse scaling and squaring algorithms for the matrix
     /// logarithm", SIAM J. Sci. Comput. 34 (2012), C153-C169; B. N. Parlett, "A recurrence among the elements of
     /// functions of triangular matrices", Linear Algebra Appl. 14 (1976), 117-121. Cost: a real Schur form and about
