@@ -5,6 +5,7 @@
 #include <qormath/control/qor_math_control.hpp>
 
 #include "child_process.hpp"
+#include "extended_matrix.hpp"
 #include "problems.hpp"
 #include "raw.hpp"
 #include "rows.hpp"
@@ -42,6 +43,61 @@ struct RiccatiProblem {
     Matrix<double> a, b, q, r, x;
 };
 
+/// Every so many columns, from the first one on.
+ExtendedMatrix columnsOf(const Matrix<double>& matrix, int step) {
+    ExtendedMatrix result(matrix.rows(), (matrix.cols() + step - 1) / step);
+    for (int j = 0; j < result.cols; ++j) {
+        for (int i = 0; i < result.rows; ++i) {
+            result(i, j) = matrix(i, j * step);
+        }
+    }
+    return result;
+}
+
+/// weight^-1 right, refined once.
+ExtendedMatrix solve(const ExtendedMatrix& weight, const ExtendedMatrix& right) {
+    const Matrix<double> divisor = weight.rounded();
+    ExtendedMatrix result(Matrix<double>(divisor.leftDivide(right.rounded())));
+    ExtendedMatrix missing = right;
+    addProduct(missing, -1.0L, weight, result);
+    const Matrix<double> correction = divisor.leftDivide(missing.rounded());
+    for (int j = 0; j < result.cols; ++j) {
+        for (int i = 0; i < result.rows; ++i) {
+            result(i, j) += correction(i, j);
+        }
+    }
+    return result;
+}
+
+/// The norm of the residual, from about so many of its columns in extended precision: in double its own rounding, where
+/// x is large and cancels against b, is several times what x leaves.
+double residualNorm(const RiccatiProblem& p, const Matrix<double>& x) {
+    constexpr int wantedColumns = 32;
+    const int step = std::max(1, p.n / wantedColumns);
+    const ExtendedMatrix wholeX(x), b(p.b), transposedA = transposeOf(ExtendedMatrix(p.a));
+    const ExtendedMatrix xa = productOf(wholeX, columnsOf(p.a, step));
+    const ExtendedMatrix xb = productOf(wholeX, b);
+    const ExtendedMatrix g = p.discrete ? productOf(transposedA, xb) : xb;
+    ExtendedMatrix weight(p.r);
+    if (p.discrete) {
+        addProduct(weight, 1.0L, transposeOf(b), xb);
+    }
+    const ExtendedMatrix chosenX = columnsOf(x, step);
+    ExtendedMatrix residual = columnsOf(p.q, step);
+    ExtendedMatrix right(p.m, residual.cols);
+    for (int j = 0; j < residual.cols; ++j) {
+        for (int i = 0; i < p.m; ++i) {
+            right(i, j) = g(j * step, i);
+        }
+        for (int i = 0; i < p.n; ++i) {
+            residual(i, j) += p.discrete ? -chosenX(i, j) : xa(i, j);
+        }
+    }
+    addProduct(residual, 1.0L, transposedA, p.discrete ? xa : chosenX);
+    addProduct(residual, -1.0L, g, solve(weight, right));
+    return norm(residual.rounded()) * std::sqrt(static_cast<double>(p.n) / residual.cols);
+}
+
 /// The residual over the sum of the norms of the terms, with a remark where the closed loop is not stable.
 Verdict judgeRiccati(const RiccatiProblem& p, const Matrix<double>& x) {
     const Matrix<double> ax = product(p.a.transpose(), x);
@@ -49,19 +105,18 @@ Verdict judgeRiccati(const RiccatiProblem& p, const Matrix<double>& x) {
     const Matrix<double> weight =
         p.discrete ? p.r + product(product(p.b.transpose(), x), p.b) : QorMathLA::MatrixSoft<double>(p.r);
     const Matrix<double> gain = weight.leftDivide(Matrix<double>(g.transpose()));
-    const Matrix<double> feedback = product(g, gain);
-    const Matrix<double> axa = p.discrete ? product(ax, p.a) : ax + ax.transpose();
-    const double terms = norm(p.q) + norm(feedback) + (p.discrete ? norm(axa) + norm(x) : 2.0 * norm(ax));
-    const Matrix<double> residual = p.discrete ? p.q + axa - x - feedback : p.q + axa - feedback;
+    const double terms =
+        norm(p.q) + norm(product(g, gain)) + (p.discrete ? norm(product(ax, p.a)) + norm(x) : 2.0 * norm(ax));
+    const double residual = residualNorm(p, x) / terms;
     Matrix<double> loop = p.a - product(p.b, gain);
     Vector<double> re, im;
     loop.eigenvalues(re, im, 0);
     for (int k = 0; k < p.n; ++k) {
         if (p.discrete ? std::hypot(re[k], im[k]) >= 1.0 : re[k] >= 0.0) {
-            return {norm(residual) / terms, "the closed loop is not stable"};
+            return {residual, "the closed loop is not stable"};
         }
     }
-    return norm(residual) / terms;
+    return residual;
 }
 
 #ifdef QORMATH_PEER_SLICOT
