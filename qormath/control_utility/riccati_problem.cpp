@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include <qormath/control_utility/pencil_balancing.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/control_utility/riccati_problem.hpp>
 #include <qormath/lapack/finite.hpp>
@@ -60,12 +61,20 @@ void scaleBoth(int rows, int columns, double factor, const double* left, const d
     }
 }
 
-/// Brings the elements of b and s, and the roots of the diagonal of r, to about 1 in each input.
-void normalizeInputs(RiccatiProblem& problem) {
+bool areOnes(const Elements& factors) {
+    return std::all_of(factors.begin(), factors.end(), [](double factor) { return factor == 1.0; });
+}
+
+/// Brings the elements of b and s, and the roots of the diagonal of r, to about 1 in each input. False where they are.
+bool normalizeInputs(RiccatiProblem& problem) {
     const Elements input = inputFactors(problem);
+    if (areOnes(input)) {
+        return false;
+    }
     scaleBoth(problem.n, problem.m, 1.0, nullptr, input.data(), problem.b);
     scaleBoth(problem.n, problem.m, 1.0, nullptr, input.data(), problem.s);
     scaleBoth(problem.m, problem.m, 1.0, input.data(), input.data(), problem.r);
+    return true;
 }
 
 /// x := x v(:, kept), with x of rows by m and v of m by m.
@@ -199,54 +208,11 @@ bool leaveOutCommonKernel(RiccatiProblem& problem) {
     return true;
 }
 
-/// The moduli of the pencil of order 2 n + m in states, costates and inputs, with a diagonal of zeros.
-Elements moduliOfPencil(const RiccatiProblem& problem) {
-    const int n = problem.n;
-    const int m = problem.m;
-    const int order = 2 * n + m;
-    Elements moduli(elementCount(order, order), 0.0);
-    const auto element = [&](int i, int j) -> double& { return *at(moduli.data(), order, i, j); };
-    for (int j = 0; j < n; ++j) {
-        for (int i = 0; i < n; ++i) {
-            const double modulus = i == j ? 0.0 : std::abs(*at(problem.a.data(), n, i, j));
-            element(i, j) = modulus;
-            element(n + j, n + i) = modulus;
-            element(n + i, j) = std::abs(*at(problem.q.data(), n, i, j));
-        }
-    }
-    for (int j = 0; j < m; ++j) {
-        for (int i = 0; i < n; ++i) {
-            const double input = std::abs(*at(problem.b.data(), n, i, j));
-            const double cross = std::abs(*at(problem.s.data(), n, i, j));
-            element(i, 2 * n + j) = input;
-            element(2 * n + j, n + i) = input;
-            element(n + i, 2 * n + j) = cross;
-            element(2 * n + j, i) = cross;
-        }
-        for (int i = 0; i < m; ++i) {
-            element(2 * n + i, 2 * n + j) = i == j ? 0.0 : std::abs(*at(problem.r.data(), m, i, j));
-        }
-    }
-    return moduli;
-}
-
-/// The factors of an ordinary balancing of the pencil's moduli, as exponents of two.
-Elements balancingExponents(const RiccatiProblem& problem) {
-    const int order = 2 * problem.n + problem.m;
-    Elements moduli = moduliOfPencil(problem);
-    Elements scale(static_cast<std::size_t>(order), 1.0);
-    int ilo = 0;
-    int ihi = 0;
-    lapack::gebal('S', order, moduli.data(), order, ilo, ihi, scale.data());
-    std::transform(scale.begin(), scale.end(), scale.begin(), exponentOf);
-    return scale;
-}
-
 /// Divides the cost by a weight that makes it like the system. In continuous time b r^-1 b' and q become alike; in
 /// discrete time x is q plus what it costs to reach a mode, of the order of r / b^2, and the larger of the two
 /// becomes 1. Balancing the states alone does not find the weight: it moves one state after the other, and a block that
-/// is too small as a whole is held where it is by the couplings in a.
-void balanceCost(RiccatiProblem& problem, RiccatiScaling& scaling) {
+/// is too small as a whole is held where it is by the couplings in a. False where the weight is 1.
+bool balanceCost(RiccatiProblem& problem, RiccatiScaling& scaling) {
     const int n = problem.n;
     const int m = problem.m;
     const double ofState = largestElement(n, n, problem.q.data(), n);
@@ -266,10 +232,12 @@ void balanceCost(RiccatiProblem& problem, RiccatiScaling& scaling) {
     for (Elements* const cost : {&problem.q, &problem.s, &problem.r}) {
         scaleMatrix(static_cast<int>(cost->size()), 1, 1.0 / weight, cost->data(), static_cast<int>(cost->size()));
     }
+    return weight != 1.0;
 }
 
-/// Scales the states by the ratio of the factors of an ordinary balancing for a state and for its costate.
-void balanceStates(RiccatiProblem& problem, RiccatiScaling& scaling) {
+/// Scales the states by the ratio of the factors of an ordinary balancing for a state and for its costate. False where
+/// they stay as they are.
+bool balanceStates(RiccatiProblem& problem, RiccatiScaling& scaling) {
     const int n = problem.n;
     const int m = problem.m;
     const Elements exponents = balancingExponents(problem);
@@ -279,10 +247,14 @@ void balanceStates(RiccatiProblem& problem, RiccatiScaling& scaling) {
         inverse[i] = 1.0 / state[i];
         scaling.state[i] *= state[i];
     }
+    if (areOnes(state)) {
+        return false;
+    }
     scaleBoth(n, n, 1.0, inverse.data(), state.data(), problem.a);
     scaleBoth(n, m, 1.0, inverse.data(), nullptr, problem.b);
     scaleBoth(n, n, 1.0, state.data(), state.data(), problem.q);
     scaleBoth(n, m, 1.0, state.data(), nullptr, problem.s);
+    return true;
 }
 
 }  // namespace
@@ -346,9 +318,12 @@ RiccatiScaling balanceRiccatiProblem(RiccatiProblem& problem) {
     RiccatiScaling scaling;
     scaling.state.assign(static_cast<std::size_t>(problem.n), 1.0);
     for (int round = 0; round < balancingRounds; ++round) {
-        normalizeInputs(problem);
-        balanceCost(problem, scaling);
-        balanceStates(problem, scaling);
+        const bool inputsChanged = normalizeInputs(problem);
+        const bool costChanged = balanceCost(problem, scaling);
+        const bool statesChanged = balanceStates(problem, scaling);
+        if (!inputsChanged && !costChanged && !statesChanged) {
+            return scaling;  // nothing would change in another round
+        }
     }
     normalizeInputs(problem);
     balanceCost(problem, scaling);
