@@ -24,8 +24,13 @@ constexpr double limitOf4 = 3.397e-4;
 constexpr double limitOf8 = 4.991e-2;
 constexpr double limitOf12 = 2.996e-1;
 constexpr double limitOf18 = 1.090;
-// The norm itself up to which the polynomial may be evaluated: roundings of the powers add up to eps exp(norm).
+// The norm itself up to which the polynomial may be evaluated: roundings of the powers add up to eps exp(norm). They
+// follow the 2-norm. That of row sums, a bound that is up to the root of the order larger, serves where it is small.
 constexpr double largestNorm = 4.0;
+// Multiples of it fill the unit interval evenly, so that a vector made of them is along no pattern of a matrix.
+constexpr double goldenRatio = 0.61803398874989485;
+// Steps of power iteration for an estimate of the 2-norm, which is seldom more than a few tenths below it by then.
+constexpr int normSteps = 8;
 // Elements that a linear combination treats at a time, so that they stay in the first-level cache.
 constexpr std::size_t stripLength = 1024;
 
@@ -136,6 +141,31 @@ class SeriesExponential {
         return norm;
     }
 
+    /// The 2-norm of a, estimated from below, or the bound where that is less or the estimate is no number.
+    double sizeOf(double bound) const {
+        const int columns = n_ + m_;
+        std::vector<double> right(static_cast<std::size_t>(columns));
+        std::vector<double> left(static_cast<std::size_t>(n_));
+        for (int j = 0; j < columns; ++j) {
+            right[static_cast<std::size_t>(j)] =
+                (0.5 + std::fmod(goldenRatio * j, 1.0)) *
+                lapack::nrm2(n_, a_.top.get() + static_cast<std::ptrdiff_t>(j) * n_, 1);
+        }
+        double estimate = 0.0;
+        for (int k = 0; k < normSteps; ++k) {
+            const double length = lapack::nrm2(columns, right.data(), 1);
+            if (!(length > 0.0)) {
+                return bound;
+            }
+            lapack::scal(columns, 1.0 / length, right.data(), 1);
+            lapack::gemv(Op::none, n_, columns, 1.0, a_.top.get(), n_, right.data(), 1, 0.0, left.data(), 1);
+            lapack::gemv(Op::transpose, n_, columns, 1.0, a_.top.get(), n_, left.data(), 1, 0.0, right.data(), 1);
+            estimate = lapack::nrm2(n_, left.data(), 1);
+        }
+        const double size = std::max(estimate, std::fabs(a_.corner));
+        return size <= bound ? size : bound;
+    }
+
     void evaluate4() {
         Augmented right = fresh();
         combine(right, 0.5, {{1.0 / 6.0, &a_}, {1.0 / 24.0, &a2_}});
@@ -166,7 +196,8 @@ class SeriesExponential {
         if (!std::isfinite(note(3, a3_))) {
             return false;
         }
-        if (norm <= largestNorm && bounds_.root(13) <= limitOf12) {
+        const double size = norm <= largestNorm ? norm : sizeOf(norm);
+        if (size <= largestNorm && bounds_.root(13) <= limitOf12) {
             evaluate12();
             return true;
         }
@@ -174,7 +205,7 @@ class SeriesExponential {
         if (!std::isfinite(note(6, a6))) {
             return false;
         }
-        const double excess = std::max(bounds_.root(19) / limitOf18, norm / largestNorm);
+        const double excess = std::max(bounds_.root(19) / limitOf18, size / largestNorm);
         const int scaling = std::max(0, static_cast<int>(std::ceil(std::log2(excess))));
         evaluate18(a6, std::ldexp(1.0, -scaling));
         Augmented next = fresh();
