@@ -5,7 +5,13 @@ import pytest
 
 import qormath
 
-pandas = pytest.importorskip("pandas", reason="pandas is not installed")
+try:
+    import pandas
+except ImportError:
+    pandas = None
+
+# Test by test: pytest counts a file that is skipped whole as one in which it has found no test, which is a failure.
+pytestmark = pytest.mark.skipif(pandas is None, reason="pandas is not installed")
 
 
 @pytest.mark.parametrize("name", ("wood_berry", "surge_drum", "null_pairs", "heavy_oil_fractionator"))
