@@ -28,25 +28,11 @@ std::size_t index(int row, int column, int rows) {
 // Columns that an inversion takes at a time.
 constexpr std::size_t inversionBlock = 64;
 
-/// The 1-norm of a matrix of order n; not a number where a sum is none.
-double norm1(int n, const double* x) {
-    double norm = 0.0;
-    for (int j = 0; j < n && !std::isnan(norm); ++j) {
-        const double sum = lapack::asum(n, x + cells(j, n), 1);
-        norm = sum <= norm ? norm : sum;
-    }
-    return norm;
-}
-
 /// The power of two that brings a magnitude into [1/2, 1).
 double scaleOf(double magnitude) {
     int exponent = 0;
     std::frexp(magnitude, &exponent);
     return std::ldexp(1.0, -exponent);
-}
-
-double largestMagnitude(int n, const double* x) {
-    return std::fabs(x[lapack::iamax(n, x, 1)]);
 }
 
 /// The LU factors of a square matrix with scaled rows and columns.
@@ -83,7 +69,7 @@ class ScaledFactorisation {
     Elements intoInverse(double factor) && {
         Elements work(static_cast<std::size_t>(n_) * inversionBlock);
         lapack::getri(n_, lu_.data(), n_, pivots_.data(), work.data(), static_cast<int>(work.size()));
-        const double reciprocal = 1.0 / (norm_ * norm1(n_, lu_.data()));
+        const double reciprocal = 1.0 / (norm_ * lapack::lange1(n_, n_, lu_.data(), n_));
         if (!(reciprocal > 2.0 * n_ * lapack::machineEpsilon())) {
             return {};
         }
@@ -131,7 +117,7 @@ class ScaledFactorisation {
         for (int j = 0; j < n_; ++j) {
             double* const column = lu_.data() + cells(j, n_);
             scaleRows(column, 1, rowScale_);
-            const double top = largestMagnitude(n_, column);
+            const double top = std::fabs(column[lapack::iamax(n_, column, 1)]);
             if (top == 0.0) {
                 return false;
             }
@@ -179,7 +165,7 @@ Elements mapByInverse(ScaledFactorisation&& factorisation, int n, double factor,
     for (int k = 0; k < n; ++k) {
         x[index(k, k, n)] += sign;
     }
-    return norm1(n, x.data()) >= 1.0 ? std::move(x) : Elements();
+    return lapack::lange1(n, n, x.data(), n) >= 1.0 ? std::move(x) : Elements();
 }
 
 /// The n by p transpose of a p by n matrix.

@@ -26,6 +26,7 @@ int toOrderedSchurForm(SpectralMeasure measure, double alpha, int n, int m, int 
 /// The same with every number by address, in this order of arguments.
 /// - mode: 0. An alpha below zero, which no modulus reaches, is a bound on the real parts; any other is one on the
 ///   moduli.
+/// - u: n by n, or null where it is not wanted.
 /// - count: the number of eigenvalues that measure alpha or more.
 /// - work: lwork elements, at least 3 n; further workspace is taken and freed inside.
 /// - info: 0; -k when argument k is illegal (nothing has been written but count and info); else what toOrderedSchurForm

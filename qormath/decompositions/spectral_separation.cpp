@@ -6,8 +6,6 @@
 #include <qormath/control_utility/blockspectraldecomposition.hpp>
 #include <qormath/lapack/lapack.hpp>
 
-using qormath::control_utility::SpectralMeasure;
-using qormath::control_utility::toOrderedSchurForm;
 using QorMathLA::Matrix;
 using QorMathLA::Vector;
 
@@ -38,12 +36,16 @@ void QorMathControl::BlockSpectralDecompostion(Matrix<double>& a, Matrix<double>
         throw -1;  // the routine would read beyond the matrices
     }
 
-    std::vector<double> wr(static_cast<std::size_t>(n));
-    std::vector<double> wi(static_cast<std::size_t>(n));
+    Vector<double> wr(n);
+    Vector<double> wi(n);
+    const int mode = 0;
+    const int workLength = 3 * n;
+    std::vector<double> work(static_cast<std::size_t>(workLength));
     int count = 0;
-    const SpectralMeasure measure = type == discreteSystem ? SpectralMeasure::modulus : SpectralMeasure::realPart;
-    const int info = toOrderedSchurForm(measure, alpha, n, m, p, dataOfA, a.storedRows, dataOfB, b.storedRows, dataOfC,
-                                        c.storedRows, nullptr, 0, wr.data(), wi.data(), count);
+    int info = 0;
+    qormath::control_utility::BLOCKSPECTRALDECOMPOSITION(
+        &mode, &n, &m, &p, &alpha, dataOfA, &a.storedRows, dataOfB, &b.storedRows, dataOfC, &c.storedRows, &count,
+        nullptr, &n, wr.numericData(), wi.numericData(), work.data(), &workLength, &info);
     if (info != 0) {
         throw -1;
     }

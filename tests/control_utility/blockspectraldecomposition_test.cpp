@@ -242,6 +242,25 @@ TEST(OrderedSchurForm, WithoutVectorsTellsWhatIsNotFiniteAndWritesNothing) {
     EXPECT_TRUE(routes.without.c == problem.c);
 }
 
+TEST(BLOCKSPECTRALDECOMPOSITION, MakesNoVectorsWhereTheirPlaceIsNull) {
+    Problem with(130, 2, 3, 2243);
+    Problem without = with;
+    const int mode = 0;
+    const int workLength = 3 * with.n;
+    const double alpha = 0.6;
+    std::vector<double> work(static_cast<std::size_t>(workLength));
+    int info = -99;
+    ASSERT_EQ(with.run(alpha), 0);
+    BLOCKSPECTRALDECOMPOSITION(&mode, &without.n, &without.m, &without.p, &alpha, without.a.data(), &without.n,
+                               without.b.data(), &without.n, without.c.data(), &without.p, &without.count, nullptr,
+                               &without.n, without.wr.data(), without.wi.data(), work.data(), &workLength, &info);
+    ASSERT_EQ(info, 0);
+    EXPECT_EQ(without.count, with.count);
+    expectTheSameToTheBit(without.a, with.a);
+    EXPECT_LE(ratio(with.n, without.b, with.b), ratioLimit);
+    EXPECT_LE(ratio(with.n, without.c, with.c), ratioLimit);
+}
+
 TEST(BLOCKSPECTRALDECOMPOSITION, TellsWhatIsNotFiniteAndWritesNothing) {
     Problem problem(4, 2, 2, 2226);
     problem.a(3, 0) = std::numeric_limits<double>::infinity();

@@ -34,6 +34,18 @@ int solveWhole(const RiccatiEquation& e, std::vector<double>& x) {
     return info;
 }
 
+/// That x is symmetric, stabilises, satisfies the equation, and is other but for what rounding makes of either.
+void expectSameSolution(const RiccatiEquation& e, const std::vector<double>& x, const std::vector<double>& other) {
+    const int n = e.a.rows();
+    const Matrix<double> found = squareMatrixOf(n, x);
+    const RiccatiVerdict verdict = verdictOn(e, found);
+    EXPECT_TRUE(isSymmetric(found));
+    EXPECT_GT(verdict.distance, 0.0);
+    EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
+    EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
+              2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+}
+
 TEST(RiccatiRoutes, DoublingAndTheHamiltonianAgreeToRounding) {
     NormalNumbers numbers(21);
     for (const int n : {1, 2, 3, 10, 31, 32, 33, 64, 95, 96, 97, 130}) {
@@ -44,14 +56,8 @@ TEST(RiccatiRoutes, DoublingAndTheHamiltonianAgreeToRounding) {
         ASSERT_TRUE(refineClearSolution(problem, x)) << n;
         ASSERT_TRUE(solveByHamiltonian(problem, other)) << n;
         ASSERT_TRUE(refineAndJudge(problem, other)) << n;
-        const Matrix<double> found = squareMatrixOf(n, x);
-        const RiccatiVerdict verdict = verdictOn(e, found);
-        EXPECT_TRUE(isSymmetric(found));
-        EXPECT_GT(verdict.distance, 0.0);
-        EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit) << n;
-        EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
-                  2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit))
-            << n;
+        SCOPED_TRACE(n);
+        expectSameSolution(e, x, other);
     }
 }
 
@@ -69,13 +75,7 @@ TEST(RiccatiRoutes, DoublingAgreesWithAndWithoutAFactorOfTheInputs) {
             EXPECT_EQ(x == other, 5 * m > 2 * n);
             ASSERT_TRUE(refineAndJudge(problem, x));
             ASSERT_TRUE(refineAndJudge(problem, other));
-            const Matrix<double> found = squareMatrixOf(n, x);
-            const RiccatiVerdict verdict = verdictOn(e, found);
-            EXPECT_TRUE(isSymmetric(found));
-            EXPECT_GT(verdict.distance, 0.0);
-            EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
-            EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
-                      2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+            expectSameSolution(e, x, other);
         }
     }
 }
@@ -90,11 +90,7 @@ TEST(RiccatiRoutes, AFactorOfTheInputsTakesAWeightThatIsNotDiagonal) {
     std::vector<double> x, other;
     ASSERT_TRUE(solveByDoubling(problem, x, true) && refineAndJudge(problem, x));
     ASSERT_TRUE(solveByDoubling(problem, other, false) && refineAndJudge(problem, other));
-    const Matrix<double> found = squareMatrixOf(n, x);
-    const RiccatiVerdict verdict = verdictOn(e, found);
-    EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
-    EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
-              2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+    expectSameSolution(e, x, other);
 }
 
 TEST(RiccatiRoutes, NewtonStepsTakeAClearApproximationToWhatDoublingFinds) {
@@ -122,13 +118,7 @@ TEST(RiccatiRoutes, NewtonStepsTakeAClearApproximationToWhatDoublingFinds) {
                 }
                 ++clear;
                 ASSERT_TRUE(solveByDoubling(problem, other) && refineAndJudge(problem, other));
-                const Matrix<double> found = squareMatrixOf(n, x);
-                const RiccatiVerdict verdict = verdictOn(e, found);
-                EXPECT_TRUE(isSymmetric(found));
-                EXPECT_GT(verdict.distance, 0.0);
-                EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
-                EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
-                          2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+                expectSameSolution(e, x, other);
             }
         }
         // Where much of x cancels, single precision leaves too little of it, and the other routes run. That is rare.

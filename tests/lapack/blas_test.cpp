@@ -5,9 +5,11 @@
 #include <complex>
 #include <cstddef>
 #include <gtest/gtest.h>
+#include <limits>
 #include <support/guarded_block.hpp>
 
 #include <qormath/lapack/blas.hpp>
+#include <qormath/lapack/lapack.hpp>
 
 namespace {
 
@@ -184,5 +186,24 @@ TEST(Blas, TriangularProductsAndSolutionsTouchTheElementsAlone) {
                 }
             }
         }
+    }
+}
+
+TEST(Lapack, OneNormIsTheLargestSumOfAColumn) {
+    // Two rows of three, and a third that is not looked at.
+    const double a[] = {1.0, -2.0, 100.0, -3.0, 4.0, 100.0, 5.0, 0.0, 100.0};
+    EXPECT_EQ(lapack::lange1(2, 3, a, 3), 7.0);
+    EXPECT_EQ(lapack::lange1(2, 1, a, 3), 3.0);
+    EXPECT_EQ(lapack::lange1(0, 3, a, 3), 0.0);
+    EXPECT_EQ(lapack::lange1(2, 0, a, 3), 0.0);
+}
+
+TEST(Lapack, OneNormIsNoNumberWhereAnElementIsNone) {
+    for (int place = 0; place < 4; ++place) {
+        double a[] = {1.0, 2.0, 3.0, 4.0};
+        a[place] = std::numeric_limits<double>::quiet_NaN();
+        EXPECT_TRUE(std::isnan(lapack::lange1(2, 2, a, 2))) << place;
+        a[place] = std::numeric_limits<double>::infinity();
+        EXPECT_EQ(lapack::lange1(2, 2, a, 2), std::numeric_limits<double>::infinity()) << place;
     }
 }
