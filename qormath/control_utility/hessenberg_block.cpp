@@ -19,7 +19,7 @@ constexpr double vanishing = 0x1p-970;
 // Sweeps for one eigenvalue; three are usual. Each tenth takes shifts that no matrix is known to be a fixed point of.
 constexpr int mostSweeps = 30;
 constexpr int sweepsToException = 10;
-// Rows, or columns, that are multiplied at once: the product stays in the cache until it is copied back.
+// Rows, or columns, that are multiplied at once: their copy stays in the cache until the product is done.
 constexpr int strip = 256;
 
 double elementOf(const HessenbergMatrix& matrix, int row, int column) {
@@ -94,22 +94,32 @@ double* atLeast(std::vector<double>& work, int rows, int columns) {
     return work.data();
 }
 
+/// Copies a and leaves zeros, to which a product is added: with its result overwritten, a product clears it in a pass
+/// of its own.
+void takeOut(int rows, int columns, double* a, int lda, double* copy) {
+    for (int column = 0; column < columns; ++column) {
+        double* const elements = at(a, lda, 0, column);
+        std::copy_n(elements, rows, at(copy, rows, 0, column));
+        std::fill_n(elements, rows, 0.0);
+    }
+}
+
 void multiplyFromRight(int rows, int order, double* a, int lda, const double* v, int ldv, std::vector<double>& work) {
-    double* const product = atLeast(work, strip, order);
+    double* const old = atLeast(work, strip, order);
     for (int row = 0; row < rows; row += strip) {
         const int count = std::min(strip, rows - row);
-        lapack::gemm(Op::none, Op::none, count, order, order, 1.0, a + row, lda, v, ldv, 0.0, product, count);
-        lapack::lacpy(count, order, product, count, a + row, lda);
+        takeOut(count, order, a + row, lda, old);
+        lapack::gemm(Op::none, Op::none, count, order, order, 1.0, old, count, v, ldv, 1.0, a + row, lda);
     }
 }
 
 void multiplyFromLeft(int order, int columns, double* a, int lda, const double* v, int ldv, std::vector<double>& work) {
-    double* const product = atLeast(work, order, strip);
+    double* const old = atLeast(work, order, strip);
     for (int column = 0; column < columns; column += strip) {
         const int count = std::min(strip, columns - column);
         double* const part = at(a, lda, 0, column);
-        lapack::gemm(Op::transpose, Op::none, order, count, order, 1.0, v, ldv, part, lda, 0.0, product, order);
-        lapack::lacpy(order, count, product, order, part, lda);
+        takeOut(order, count, part, lda, old);
+        lapack::gemm(Op::transpose, Op::none, order, count, order, 1.0, v, ldv, old, order, 1.0, part, lda);
     }
 }
 
