@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include <qormath/control_utility/pencil_balancing.hpp>
+#include <qormath/control_utility/plain_products.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/lapack/lapack.hpp>
 

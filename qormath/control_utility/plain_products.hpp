@@ -9,9 +9,24 @@
 #include <vector>
 
 #include <qormath/control_utility/quasi_triangular.hpp>
+#include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 
 namespace qormath::control_utility {
+
+/// Number of elements of a packed matrix.
+inline std::size_t elementCount(int rows, int columns) {
+    return static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
+}
+
+/// The elements in single precision, or in double again.
+template <typename To, typename From>
+std::vector<To> inPrecisionOf(const std::vector<From>& elements) {
+    std::vector<To> result(elements.size());
+    std::transform(elements.begin(), elements.end(), result.begin(),
+                   [](From element) { return static_cast<To>(element); });
+    return result;
+}
 
 /// The Frobenius norm of a matrix.
 template <typename Real>
@@ -42,6 +57,21 @@ double plainNorm(const std::vector<Real>& a) {
         }
     }
     return std::sqrt(sum);
+}
+
+/// op(a) op(b), of m by n with inner size k.
+inline std::vector<double> product(lapack::Op opA, lapack::Op opB, int m, int n, int k, const std::vector<double>& a,
+                                   const std::vector<double>& b) {
+    std::vector<double> c(elementCount(m, n), 0.0);
+    lapack::gemm(opA, opB, m, n, k, 1.0, a.data(), opA == lapack::Op::none ? m : k, b.data(),
+                 opB == lapack::Op::none ? k : n, 0.0, c.data(), m);
+    return c;
+}
+
+/// True when no element of a matrix of m by n is NaN or infinite.
+template <typename Real>
+bool allFinite(int m, int n, const std::vector<Real>& a) {
+    return lapack::allFinite(m, n, a.data(), m);
 }
 
 /// c := factor op(a) op(b) + beta c for square matrices.

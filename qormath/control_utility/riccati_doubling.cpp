@@ -41,6 +41,11 @@ constexpr double lastLoop = 0.5;
 // Where no more than this share has come to h in a step, single precision serves for what is still to come.
 constexpr double changeInSinglePrecision = 0.3;
 constexpr int mostStepsInSinglePrecision = 8;
+// A coarse approximation goes over to single precision sooner, and does without the last step. Changes fall
+// quadratically at the end: the share of the next one in this is the square of the share of this in the one before.
+constexpr double changeInSinglePrecisionOfCoarse = 0.7;
+constexpr double fastFall = 0x1p-3;
+constexpr double missingInCoarse = 0x1p-21;
 
 /// What a step has come to, in norms.
 struct Progress {
@@ -80,12 +85,24 @@ bool isLast(const Progress& now, double solution) {
     return now.change <= lastChange * solution && now.loop <= lastLoop;
 }
 
+/// True when what further steps would add is little enough for a coarse approximation.
+bool isLastOfCoarse(const Progress& now, double changeBefore, double solution) {
+    const double fall = now.change / changeBefore;
+    return fall <= fastFall && now.change * fall * fall <= missingInCoarse * solution;
+}
+
 /// Adds to x what comes to h in further steps.
-bool addInSinglePrecision(Doubling<float> doubling, Elements& x) {
+bool addInSinglePrecision(Doubling<float> doubling, Closeness closeness, Elements& x) {
     Progress now;
-    for (int k = 0; k < mostStepsInSinglePrecision && step(doubling, now); ++k) {
+    for (int k = 0; k < mostStepsInSinglePrecision; ++k) {
+        const double changeBefore = now.change;
+        if (!step(doubling, now)) {
+            return false;
+        }
         std::transform(x.begin(), x.end(), doubling.change().begin(), x.begin(), std::plus<double>());
-        if (isLast(now, plainNorm(x))) {
+        const double solution = plainNorm(x);
+        if (isLast(now, solution) ||
+            (closeness == Closeness::coarse && k > 0 && isLastOfCoarse(now, changeBefore, solution))) {
             return true;
         }
         if (!doubling.square()) {
@@ -95,18 +112,20 @@ bool addInSinglePrecision(Doubling<float> doubling, Elements& x) {
     return false;
 }
 
-bool runToApproximation(Doubling<double> doubling, bool mayGoOnInSinglePrecision, Elements& x) {
+bool runToApproximation(Doubling<double> doubling, bool mayGoOnInSinglePrecision, Closeness closeness, Elements& x) {
+    const double changeToGoOn =
+        closeness == Closeness::coarse ? changeInSinglePrecisionOfCoarse : changeInSinglePrecision;
     Progress now;
     for (int k = 0; k < mostStepsToApproximation && step(doubling, now); ++k) {
         if (isLast(now, now.solution)) {
             x = doubling.h();
             return true;
         }
-        if (mayGoOnInSinglePrecision && now.change <= changeInSinglePrecision * now.solution) {
+        if (mayGoOnInSinglePrecision && now.change <= changeToGoOn * now.solution) {
             x = doubling.h();
             // In the equation of what is still missing, all is small beside i and x: i + g h is well conditioned.
             doubling.shift();
-            return addInSinglePrecision(Doubling<float>(doubling), x);
+            return addInSinglePrecision(Doubling<float>(doubling), closeness, x);
         }
         if (!doubling.square()) {
             return false;
@@ -239,7 +258,7 @@ bool solveByDoubling(const RiccatiProblem& problem, Elements& x, bool mayFactorI
     return run(doublingOf(n, std::move(form), {}), steps, x);
 }
 
-bool approximateByDoubling(const RiccatiProblem& problem, Elements& x) {
+bool approximateByDoubling(const RiccatiProblem& problem, Elements& x, Closeness closeness) {
     const int n = problem.n;
     PlainForm form;
     if (!takeInCrossTerm(problem, form)) {
@@ -252,7 +271,8 @@ bool approximateByDoubling(const RiccatiProblem& problem, Elements& x) {
     const bool isTransformed = problem.discrete || (inputs.isThin() ? transformFactorToDiscrete(problem, form, inputs)
                                                                     : transformToDiscrete(n, form));
     // Cayley's transform leaves loops that are slower by far, for which single precision has not enough digits.
-    return isTransformed && runToApproximation(doublingOf(n, std::move(form), std::move(inputs)), problem.discrete, x);
+    return isTransformed &&
+           runToApproximation(doublingOf(n, std::move(form), std::move(inputs)), problem.discrete, closeness, x);
 }
 
 }  // namespace qormath::control_utility

@@ -25,10 +25,16 @@ namespace qormath::control_utility {
 /// ordinary problem; the transform is another step.
 bool solveByDoubling(const RiccatiProblem& problem, std::vector<double>& x, bool mayFactorInputs = true);
 
+/// How near to the solution an approximation in discrete time comes: to seven digits or more for one Newton step, or to
+/// about six for two of them.
+enum class Closeness { near, coarse };
+
 /// The same to about seven digits, for Newton steps to start from: the steps end one earlier; in discrete time those
 /// that add no more than what is there already are made in single precision, on the equation of what is still missing;
 /// and factors of few inputs are kept in continuous time as well. False where that comes to no end within 16 steps, or
-/// leaves the range of the numbers; x has no meaning then.
-bool approximateByDoubling(const RiccatiProblem& problem, std::vector<double>& x);
+/// leaves the range of the numbers; x has no meaning then. A coarse one goes over to single precision after a step or
+/// two, and leaves out the last one of what an ordinary problem needs.
+bool approximateByDoubling(const RiccatiProblem& problem, std::vector<double>& x,
+                           Closeness closeness = Closeness::near);
 
 }  // namespace qormath::control_utility

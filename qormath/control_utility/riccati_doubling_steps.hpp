@@ -19,15 +19,6 @@ namespace qormath::control_utility {
 // Up to this share of n, columns in the factor of g make a step cheaper than g itself does: it is 0.6 of one there.
 constexpr double thinFactor = 0.4;
 
-/// The elements in single precision, or in double again.
-template <typename To, typename From>
-std::vector<To> inPrecisionOf(const std::vector<From>& elements) {
-    std::vector<To> result(elements.size());
-    std::transform(elements.begin(), elements.end(), result.begin(),
-                   [](From element) { return static_cast<To>(element); });
-    return result;
-}
-
 /// The factors of a regular matrix, which take its place. False where it is singular or not finite.
 template <typename Real>
 bool factorize(int n, std::vector<Real>& matrix, std::vector<int>& pivots) {

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include <qormath/control_utility/pencil_balancing.hpp>
+#include <qormath/control_utility/plain_products.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/control_utility/riccati_problem.hpp>
 #include <qormath/lapack/finite.hpp>

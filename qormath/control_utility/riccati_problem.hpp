@@ -5,11 +5,6 @@
 
 namespace qormath::control_utility {
 
-/// Number of elements of a packed matrix.
-inline std::size_t elementCount(int rows, int columns) {
-    return static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
-}
-
 /// The coefficients of an algebraic Riccati equation, all packed: a is n by n, b and s n by m, q n by n, r m by m. q
 /// and r are symmetric. With g = x b + s (continuous) or g = a' x b + s (discrete) the equation is
 ///

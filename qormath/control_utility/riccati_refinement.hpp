@@ -29,7 +29,10 @@ bool refineAndJudge(const RiccatiProblem& problem, std::vector<double>& x);
 
 /// The same where nothing is in doubt from the start, and false at once where something is: x leaves a residual of no
 /// more than 2^-20 of its terms, its closed loop is stable, and bounds of norms show what refineAndJudge else finds
-/// from the eigenvalues of moved loops.
-bool refineClearSolution(const RiccatiProblem& problem, std::vector<double>& x);
+/// from the eigenvalues of moved loops. x is untouched then.
+///
+/// Where that is faster, in discrete time and from an order of 64 on, refineBySquares is tried first (mayUseSquares);
+/// what it does not find clear goes the way of the Schur form, from the x that was given.
+bool refineClearSolution(const RiccatiProblem& problem, std::vector<double>& x, bool mayUseSquares = true);
 
 }  // namespace qormath::control_utility

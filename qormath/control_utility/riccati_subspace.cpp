@@ -3,11 +3,11 @@
 #include <limits>
 #include <numeric>
 
+#include <qormath/control_utility/plain_products.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/control_utility/real_schur_form.hpp>
 #include <qormath/control_utility/riccati_subspace.hpp>
 #include <qormath/control_utility/schur_reordering.hpp>
-#include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 
 namespace qormath::control_utility {
@@ -19,10 +19,6 @@ using Elements = std::vector<double>;
 
 // The block width for which work arrays of the orthogonal factorisations are laid out.
 constexpr int workBlock = 64;
-
-bool allFinite(int m, int n, const Elements& a) {
-    return lapack::allFinite(m, n, a.data(), m);
-}
 
 /// x = u2 u1^-1 from the upper and lower half of the leading columns of a 2 n by 2 n matrix.
 bool solutionOfSubspace(int n, const Elements& vectors, Elements& x) {

@@ -2,10 +2,12 @@
 #include <cmath>
 #include <vector>
 
+#include <qormath/control_utility/plain_products.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/control_utility/riccati_doubling.hpp>
 #include <qormath/control_utility/riccati_problem.hpp>
 #include <qormath/control_utility/riccati_refinement.hpp>
+#include <qormath/control_utility/riccati_smith_refinement.hpp>
 #include <qormath/control_utility/riccati_subspace.hpp>
 #include <qormath/control_utility/riccatifort.hpp>
 #include <qormath/lapack/finite.hpp>
@@ -66,7 +68,8 @@ bool isWellConditioned(const RiccatiProblem& problem) {
 
 bool solveBalanced(const RiccatiProblem& problem, Elements& x) {
     if (isWellConditioned(problem)) {
-        if (problem.n >= leastOrderToApproximate && approximateByDoubling(problem, x) &&
+        const Closeness closeness = suitsSquares(problem) ? Closeness::coarse : Closeness::near;
+        if (problem.n >= leastOrderToApproximate && approximateByDoubling(problem, x, closeness) &&
             refineClearSolution(problem, x)) {
             return true;
         }

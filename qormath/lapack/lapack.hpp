@@ -144,6 +144,12 @@ inline int getri(int n, double* lu, int lda, const int* pivots, double* work, in
     return LAPACKE_dgetri_work(LAPACK_COL_MAJOR, n, lu, atLeastOne(lda), pivots, work, lwork);
 }
 
+/// Cholesky factorisation of a positive definite matrix, of which the upper triangle is read and replaced. Info k above
+/// 0: the leading block of order k is not positive definite.
+inline int potrf(int n, double* a, int lda) {
+    return LAPACKE_dpotrf_work(LAPACK_COL_MAJOR, 'U', n, a, atLeastOne(lda));
+}
+
 /// Pivoted Cholesky factorisation of a positive semi-definite matrix, of which the lower triangle is read and replaced:
 /// column k of the factor belongs to row pivots[k] (one-based). It ends where no diagonal element is above tolerance;
 /// rank is the number of columns found, and info 1 tells that it is below n. work has 2 n elements.

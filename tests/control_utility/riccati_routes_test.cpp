@@ -8,8 +8,10 @@
 #include <vector>
 
 #include <qormath/control_utility/riccati_doubling.hpp>
+#include <qormath/control_utility/riccati_evaluation.hpp>
 #include <qormath/control_utility/riccati_problem.hpp>
 #include <qormath/control_utility/riccati_refinement.hpp>
+#include <qormath/control_utility/riccati_smith_refinement.hpp>
 #include <qormath/control_utility/riccati_subspace.hpp>
 #include <qormath/control_utility/riccatifort.hpp>
 
@@ -23,8 +25,6 @@ using namespace qormath::control_utility;
 using QorMathLA::Matrix;
 using riccati_detail::scaledIdentity;
 
-constexpr double ratioLimit = 20.0;
-
 int solveWhole(const RiccatiEquation& e, std::vector<double>& x) {
     const RiccatiProblem p = problemOf(e);
     const int discrete = p.discrete ? 1 : 0;
@@ -32,18 +32,6 @@ int solveWhole(const RiccatiEquation& e, std::vector<double>& x) {
     int info = 0;
     RICCATIFORT(&discrete, &p.n, &p.m, p.a.data(), p.b.data(), p.q.data(), p.r.data(), p.s.data(), x.data(), &info);
     return info;
-}
-
-/// That x is symmetric, stabilises, satisfies the equation, and is other but for what rounding makes of either.
-void expectSameSolution(const RiccatiEquation& e, const std::vector<double>& x, const std::vector<double>& other) {
-    const int n = e.a.rows();
-    const Matrix<double> found = squareMatrixOf(n, x);
-    const RiccatiVerdict verdict = verdictOn(e, found);
-    EXPECT_TRUE(isSymmetric(found));
-    EXPECT_GT(verdict.distance, 0.0);
-    EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit);
-    EXPECT_LE(frobeniusNorm(differenceOf(found, squareMatrixOf(n, other))),
-              2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
 }
 
 TEST(RiccatiRoutes, DoublingAndTheHamiltonianAgreeToRounding) {
@@ -93,6 +81,24 @@ TEST(RiccatiRoutes, AFactorOfTheInputsTakesAWeightThatIsNotDiagonal) {
     expectSameSolution(e, x, other);
 }
 
+/// True where an approximation comes about and is clear. Newton steps then lead from it to what doubling finds.
+bool leadsToTheSolution(const RiccatiEquation& e, Closeness closeness) {
+    const RiccatiProblem problem = problemOf(e);
+    std::vector<double> x, other;
+    if (!approximateByDoubling(problem, x, closeness)) {
+        return false;
+    }
+    EXPECT_TRUE(isSymmetric(squareMatrixOf(problem.n, x)));
+    const std::vector<double> approximation = x;
+    if (!refineClearSolution(problem, x)) {
+        EXPECT_EQ(x, approximation);
+        return false;
+    }
+    EXPECT_TRUE(solveByDoubling(problem, other) && refineAndJudge(problem, other));
+    expectSameSolution(e, x, other);
+    return true;
+}
+
 TEST(RiccatiRoutes, NewtonStepsTakeAClearApproximationToWhatDoublingFinds) {
     NormalNumbers numbers(28);
     for (const systemType type : {discreteSystem, continuousSystem}) {
@@ -104,25 +110,65 @@ TEST(RiccatiRoutes, NewtonStepsTakeAClearApproximationToWhatDoublingFinds) {
                 SCOPED_TRACE(testing::Message()
                              << "discrete " << (type == discreteSystem) << ", n " << n << ", m " << m);
                 const RiccatiEquation e = randomEquation(type, n, scaledIdentity(m, 1.0), 0.2, numbers);
-                const RiccatiProblem problem = problemOf(e);
-                std::vector<double> x, other;
                 ++problems;
-                if (!approximateByDoubling(problem, x)) {
-                    continue;
-                }
-                EXPECT_TRUE(isSymmetric(squareMatrixOf(n, x)));
-                const std::vector<double> approximation = x;
-                if (!refineClearSolution(problem, x)) {
-                    EXPECT_EQ(x, approximation);
-                    continue;
-                }
-                ++clear;
-                ASSERT_TRUE(solveByDoubling(problem, other) && refineAndJudge(problem, other));
-                expectSameSolution(e, x, other);
+                clear += leadsToTheSolution(e, Closeness::near) ? 1 : 0;
             }
         }
         // Where much of x cancels, single precision leaves too little of it, and the other routes run. That is rare.
         EXPECT_GE(2 * clear, problems);
+    }
+}
+
+TEST(RiccatiRoutes, ACoarseApproximationLeadsToTheSameSolution) {
+    NormalNumbers numbers(31);
+    int problems = 0;
+    int clear = 0;
+    for (const int n : {64, 97, 130}) {
+        for (const int m : {n / 10, n / 4, n / 2, n / 2}) {
+            SCOPED_TRACE(testing::Message() << "n " << n << ", m " << m);
+            const RiccatiEquation e = randomEquation(discreteSystem, n, scaledIdentity(m, 1.0), 0.2, numbers);
+            ++problems;
+            clear += leadsToTheSolution(e, Closeness::coarse) ? 1 : 0;
+        }
+    }
+    EXPECT_GE(2 * clear, problems);
+}
+
+/// A plant with a few unstable modes, an input for every tenth state and the identity for weights.
+RiccatiEquation ordinaryEquation(int n, NormalNumbers& numbers) {
+    RiccatiEquation e = riccati_detail::blank("ordinary", discreteSystem, n, n / 10);
+    e.a = randomMatrix(n, n, numbers) * (1.05 / std::sqrt(n));
+    e.b = randomMatrix(n, n / 10, numbers);
+    e.q = scaledIdentity(n, 1.0);
+    e.r = scaledIdentity(n / 10, 1.0);
+    return e;
+}
+
+TEST(RiccatiRoutes, ACoarseApproximationIsGoodForSixDigitsAndRefinedToTheRoundingOfItsResidual) {
+    NormalNumbers numbers(33);
+    for (const int n : {64, 130, 200}) {
+        const RiccatiProblem problem = problemOf(ordinaryEquation(n, numbers));
+        std::vector<double> x;
+        Evaluation found;
+        ASSERT_TRUE(approximateByDoubling(problem, x, Closeness::coarse)) << n;
+        ASSERT_TRUE(evaluate(problem, x, found)) << n;
+        EXPECT_LE(found.norm, 0x1p-20 * found.terms) << n;
+        ASSERT_TRUE(refineBySquares(problem, x, found)) << n;
+        ASSERT_TRUE(evaluate(problem, x, found)) << n;
+        EXPECT_LE(found.norm, 4.0 * settledNorm(problem, found)) << n;
+    }
+}
+
+TEST(RiccatiRoutes, ALargeDiscreteProblemOfOrdinaryCostsIsSolvedAsWellAsASmallOne) {
+    NormalNumbers numbers(32);
+    for (const int n : {63, 64, 65, 200}) {
+        SCOPED_TRACE(n);
+        const RiccatiEquation e = ordinaryEquation(n, numbers);
+        const RiccatiProblem problem = problemOf(e);
+        std::vector<double> x, other;
+        ASSERT_EQ(solveWhole(e, x), 0);
+        ASSERT_TRUE(solveByDoubling(problem, other) && refineAndJudge(problem, other));
+        expectSameSolution(e, x, other);
     }
 }
 
@@ -148,7 +194,7 @@ TEST(RiccatiRoutes, WhatSinglePrecisionCannotHoldIsLeftToDoublePrecision) {
     EXPECT_FALSE(approximateByDoubling(problemOf(e), x));
     ASSERT_TRUE(solveByDoubling(problemOf(e), x) && refineAndJudge(problemOf(e), x));
     const Matrix<double> found = squareMatrixOf(70, x);
-    EXPECT_LE(riccatiRatio(verdictOn(e, found), found, e.type), ratioLimit);
+    EXPECT_LE(riccatiRatio(verdictOn(e, found), found, e.type), riccatiRatioLimit);
 }
 
 TEST(RiccatiRoutes, AFactorOfTheInputsLeavesALoopOnTheLimitUnsolved) {
@@ -168,9 +214,9 @@ TEST(RiccatiRoutes, TheWholeIsAsGoodFromTheOrderOnThatIsDoubled) {
         const Matrix<double> found = squareMatrixOf(n, x);
         const RiccatiVerdict verdict = verdictOn(e, found);
         EXPECT_GT(verdict.distance, 0.0);
-        EXPECT_LE(riccatiRatio(verdict, found, e.type), ratioLimit) << n;
+        EXPECT_LE(riccatiRatio(verdict, found, e.type), riccatiRatioLimit) << n;
         EXPECT_LE(frobeniusNorm(differenceOf(found, e.x)),
-                  2.0 * solutionUncertainty(verdict, found, e.type, ratioLimit));
+                  2.0 * solutionUncertainty(verdict, found, e.type, riccatiRatioLimit));
     }
 }
 
