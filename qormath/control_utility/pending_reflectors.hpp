@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include <qormath/control_utility/reflector_block.hpp>
+
 namespace qormath::control_utility {
 
 /// Orthogonal similarities of a packed matrix A of order n that have been decided and not yet been carried out. As
@@ -15,14 +17,14 @@ namespace qormath::control_utility {
 /// Hessenberg form, ACM Transactions on Mathematical Software 32 (2006), which the case of one column a time is.
 class PendingReflectors {
   public:
-    /// Room for up to capacity reflectors.
-    PendingReflectors(int n, double* a, int capacity);
+    /// Room for up to capacity reflectors. What has been carried out goes to done.
+    PendingReflectors(int n, double* a, int capacity, std::vector<ReflectorBlock>& done);
 
-    bool haveRoomFor(int count) const { return count_ + count <= capacity_; }
+    bool haveRoomFor(int count) const { return block_.haveRoomFor(count); }
 
-    /// Takes over count reflectors: the first acts on rows first to first + reached - 1, each further one begins a row
-    /// lower. reflectors points to the diagonal element of the first, its leading dimension is n.
-    void append(int first, int reached, int count, const double* reflectors, const double* factors);
+    /// Takes over count reflectors as a QR factorisation of rows first to first + reached - 1 stores them, with the
+    /// leading dimension ld.
+    void append(int first, int reached, int count, const double* reflectors, int ld, const double* factors);
 
     /// Carries out all that is pending on columns first to first + width - 1, from the row at which the oldest
     /// reflector begins. Columns are asked for from left to right without a gap, from that row's number on.
@@ -32,21 +34,15 @@ class PendingReflectors {
     void flush();
 
   private:
-    int activeRows() const { return n_ - start_; }
-    void extendTriangularFactor(int count, const double* factors);
     void updateColumns(int first, int width);
 
     int n_;
     double* a_;
     int capacity_;
-    int count_ = 0;
-    int start_ = 0;    ///< the row at which the oldest reflector begins; row 0 of v_ and y_
     int current_ = 0;  ///< columns before this one are up to date
-    std::vector<double> v_;
-    std::vector<double> y_;
-    std::vector<double> t_;
-    std::vector<double> overlap_;  ///< V' times the reflectors that join
-    std::vector<double> work_;
+    ReflectorBlock block_;
+    std::vector<double> y_;  ///< rows as V
+    std::vector<ReflectorBlock>& done_;
 };
 
 }  // namespace qormath::control_utility

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include <qormath/control_utility/pending_reflectors.hpp>
 #include <qormath/control_utility/staircase.hpp>
@@ -12,20 +13,18 @@ namespace qormath::control_utility {
 namespace {
 
 using lapack::Op;
-using lapack::Side;
 
-/// Block width that the work arrays of the orthogonal factorisations are sized for: LAPACK's own default for them.
+/// Block width that the work array of the pivoted factorisation is sized for: LAPACK's own default for it.
 constexpr int blockWidth = 32;
 
-/// Reflectors that are gathered before they go into A together. Measured from 64 to 2000 states with 1 to 16 inputs:
-/// 16 and 64 are nowhere better by more than a fifth, and at 2000 states gathering pays by a factor of up to 4.
-constexpr int defaultGroupWidth = 32;
+/// Reflectors that are gathered before they go into A together. Measured from 100 to 800 states: 32 and 64 are as good
+/// from 200 states on, and at 100 states 64 take a third longer.
+constexpr int defaultGroupWidth = 48;
 
-/// Below this order gathering gains less than a fifth.
-constexpr int smallestGroupedOrder = 64;
-
-/// What ormqr wants beside its panel, for the triangular factor of a block of at most 64 reflectors.
-constexpr int triangularFactorWork = 65 * 64;
+/// Below this order fewer are gathered: of single columns, that halves the time, and of ten it is no worse than stair
+/// by stair.
+constexpr int smallestWideOrder = 64;
+constexpr int narrowGroupWidth = 8;
 
 std::ptrdiff_t at(int row, int column, int leadingDimension) {
     return row + static_cast<std::ptrdiff_t>(column) * leadingDimension;
@@ -33,17 +32,6 @@ std::ptrdiff_t at(int row, int column, int leadingDimension) {
 
 std::vector<double> work(std::ptrdiff_t length) {
     return std::vector<double>(static_cast<std::size_t>(std::max<std::ptrdiff_t>(1, length)));
-}
-
-/// c := op(q) c or c op(q).
-void applyReflectors(Side side, Op op, int m, int n, int k, const double* reflectors, int ld, const double* factors,
-                     double* c, int ldc) {
-    if (m < 1 || n < 1 || k < 1) {
-        return;
-    }
-    const int lwork = (side == Side::left ? n : m) * blockWidth + triangularFactorWork;
-    std::vector<double> buffer = work(lwork);
-    lapack::ormqr(side, op, m, n, k, reflectors, ld, factors, c, ldc, buffer.data(), lwork);
 }
 
 /// The number of rows up to the last one that holds anything but zeros.
@@ -68,7 +56,11 @@ struct Compression {
 class Reduction {
   public:
     Reduction(int n, double* a, double threshold, int groupWidth, Staircase& result)
-        : n_(n), a_(a), threshold_(threshold), pending_(n, a, std::min(groupWidth, n)), result_(result) {}
+        : n_(n),
+          a_(a),
+          threshold_(threshold),
+          pending_(n, a, std::min(groupWidth, n), result.blocks),
+          result_(result) {}
 
     /// Takes the stairs one after the other, the first from B and each further one from the columns of A that belong
     /// to the stair before, until a stair has rank 0 or no row is left.
@@ -104,15 +96,15 @@ class Reduction {
         if (pivotCount == 0) {
             return stair;
         }
-        std::vector<double> qr = work(static_cast<std::ptrdiff_t>(stair.reached) * columns);
-        std::vector<double> factors = work(pivotCount);
+        qr_.resize(static_cast<std::size_t>(stair.reached) * static_cast<std::size_t>(columns));
+        factors_.resize(static_cast<std::size_t>(pivotCount));
         std::vector<int> pivots(static_cast<std::size_t>(columns), 0);
-        lapack::lacpy(stair.reached, columns, block, ld, qr.data(), stair.reached);
+        lapack::lacpy(stair.reached, columns, block, ld, qr_.data(), stair.reached);
         const int lwork = 2 * columns + (columns + 1) * blockWidth;
         std::vector<double> buffer = work(lwork);
-        lapack::geqp3(stair.reached, columns, qr.data(), stair.reached, pivots.data(), factors.data(), buffer.data(),
+        lapack::geqp3(stair.reached, columns, qr_.data(), stair.reached, pivots.data(), factors_.data(), buffer.data(),
                       lwork);
-        while (stair.rank < pivotCount && std::abs(qr[offset(stair.rank, stair.rank, stair.reached)]) > threshold_) {
+        while (stair.rank < pivotCount && std::abs(qr_[offset(stair.rank, stair.rank, stair.reached)]) > threshold_) {
             ++stair.rank;
         }
         if (stair.rank == stair.reached) {
@@ -122,40 +114,28 @@ class Reduction {
         for (int column = 0; column < columns; ++column) {
             const int target = pivots[static_cast<std::size_t>(column)] - 1;
             const int height = std::min(column + 1, stair.rank);
-            std::copy_n(qr.data() + at(0, column, stair.reached), height, block + at(0, target, ld));
+            std::copy_n(qr_.data() + at(0, column, stair.reached), height, block + at(0, target, ld));
         }
         stair.rotated = stair.rank > 0;
-        keepReflectors(stair, qr, factors);
         return stair;
-    }
-
-    void keepReflectors(const Compression& stair, const std::vector<double>& qr, const std::vector<double>& factors) {
-        const int first = result_.order;
-        for (int column = 0; column < stair.rank; ++column) {
-            const int tail = column + 1;
-            std::copy_n(qr.data() + at(tail, column, stair.reached), stair.reached - tail,
-                        result_.reflectors.data() + at(first + tail, first + column, n_));
-            result_.factors[static_cast<std::size_t>(first + column)] = factors[static_cast<std::size_t>(column)];
-        }
     }
 
     /// A := q' A q with q the reflectors of the stair, now or, if there are few of them, together with others; the
     /// columns before it have been set by compress.
     void transform(const Compression& stair) {
         const int first = result_.order;
-        const double* const reflectors = result_.reflectors.data() + at(first, first, n_);
-        const double* const factors = result_.factors.data() + first;
         if (!pending_.haveRoomFor(stair.rank)) {
             pending_.flush();
         }
         if (pending_.haveRoomFor(stair.rank)) {
-            pending_.append(first, stair.reached, stair.rank, reflectors, factors);
+            pending_.append(first, stair.reached, stair.rank, qr_.data(), stair.reached, factors_.data());
             return;
         }
-        applyReflectors(Side::left, Op::transpose, stair.reached, n_ - first, stair.rank, reflectors, n_, factors,
-                        a_ + at(first, first, n_), n_);
-        applyReflectors(Side::right, Op::none, n_, stair.reached, stair.rank, reflectors, n_, factors,
-                        a_ + at(0, first, n_), n_);
+        ReflectorBlock block(first, stair.reached, stair.rank);
+        block.append(0, stair.reached, stair.rank, qr_.data(), stair.reached, factors_.data());
+        block.multiplyFromLeft(Op::transpose, n_ - first, a_ + at(first, first, n_), n_);
+        block.multiplyFromRight(n_, a_ + at(0, first, n_), n_);
+        result_.blocks.push_back(std::move(block));
     }
 
     static std::size_t offset(int row, int column, int ld) { return static_cast<std::size_t>(at(row, column, ld)); }
@@ -165,7 +145,28 @@ class Reduction {
     double threshold_;
     PendingReflectors pending_;
     Staircase& result_;
+    std::vector<double> qr_;       ///< of the stair in work, as LAPACK leaves it
+    std::vector<double> factors_;  ///< of its reflectors
 };
+
+/// The square of the larger Frobenius norm of the pair, or NaN if one of them is NaN.
+double largerSquare(int n, int m, const double* a, const double* b, int ldb) {
+    const auto square = [n](int columns, const double* matrix, int ld) {
+        double sum = 0.0;
+        for (int column = 0; column < columns; ++column) {
+            const double* const elements = matrix + at(0, column, ld);
+            sum += lapack::dot(n, elements, 1, elements, 1);
+        }
+        return sum;
+    };
+    const double ofA = square(n, a, n);
+    const double ofB = square(m, b, ldb);
+    return ofB > ofA || std::isnan(ofB) ? ofB : ofA;
+}
+
+/// A square up to this, and above its inverse, tells that all elements are finite and that the largest is in the range
+/// where scalingExponent is 0.
+constexpr double clearSquare = 0x1p700;
 
 /// The exponent k for which the largest element of the pair times 2^k lies near 1, or 0 where squares of the elements
 /// and sums of many of them neither overflow nor vanish as they stand.
@@ -193,26 +194,30 @@ void scaleBy(int exponent, int m, int n, double* a, int lda) {
 }  // namespace
 
 Staircase reduceToStaircase(int n, int m, double* a, double* b, int ldb, double tolerance) {
-    return reduceToStaircase(n, m, a, b, ldb, tolerance, n < smallestGroupedOrder ? 0 : defaultGroupWidth);
+    return reduceToStaircase(n, m, a, b, ldb, tolerance, n < smallestWideOrder ? narrowGroupWidth : defaultGroupWidth);
 }
 
 Staircase reduceToStaircase(int n, int m, double* a, double* b, int ldb, double tolerance, int groupWidth) {
     Staircase result;
     result.size = std::max(0, n);
-    if (n < 1 || m < 1 || ldb < n || !lapack::allFinite(n, n, a, n) || !lapack::allFinite(n, m, b, ldb)) {
+    if (n < 1 || m < 1 || ldb < n) {
         return result;
     }
-    const int exponent = scalingExponent(
-        std::max(lapack::lange(lapack::Norm::maxAbs, n, n, a, n), lapack::lange(lapack::Norm::maxAbs, n, m, b, ldb)));
-    scaleBy(exponent, n, n, a, n);
-    scaleBy(exponent, n, m, b, ldb);
+    double square = largerSquare(n, m, a, b, ldb);
+    int exponent = 0;
+    if (!(square >= 1.0 / clearSquare && square <= clearSquare)) {
+        if (!lapack::allFinite(n, n, a, n) || !lapack::allFinite(n, m, b, ldb)) {
+            return result;
+        }
+        exponent = scalingExponent(std::max(lapack::lange(lapack::Norm::maxAbs, n, n, a, n),
+                                            lapack::lange(lapack::Norm::maxAbs, n, m, b, ldb)));
+        scaleBy(exponent, n, n, a, n);
+        scaleBy(exponent, n, m, b, ldb);
+        square = largerSquare(n, m, a, b, ldb);
+    }
 
-    result.reflectors = work(static_cast<std::ptrdiff_t>(n) * n);
-    result.factors = work(n);
     const double relative = tolerance > 0.0 ? tolerance : n * lapack::machineEpsilon();
-    const double norm = std::max(lapack::lange(lapack::Norm::frobenius, n, n, a, n),
-                                 lapack::lange(lapack::Norm::frobenius, n, m, b, ldb));
-    Reduction(n, a, relative * norm, groupWidth, result).run(m, b, ldb);
+    Reduction(n, a, relative * std::sqrt(square), groupWidth, result).run(m, b, ldb);
 
     scaleBy(-exponent, n, n, a, n);
     scaleBy(-exponent, n, m, b, ldb);
@@ -220,20 +225,13 @@ Staircase reduceToStaircase(int n, int m, double* a, double* b, int ldb, double 
 }
 
 void formTransformation(const Staircase& staircase, double* z) {
-    const int n = staircase.size;
-    lapack::laset(n, n, 0.0, 1.0, z, n);
-    if (staircase.order == 0) {
-        return;
-    }
-    lapack::lacpy(n, staircase.order, staircase.reflectors.data(), n, z, n);
-    const int lwork = n * blockWidth;
-    std::vector<double> buffer = work(lwork);
-    lapack::orgqr(n, n, staircase.order, z, n, staircase.factors.data(), buffer.data(), lwork);
+    formProduct(staircase.size, staircase.blocks, z);
 }
 
 void multiplyByTransformation(int p, double* c, const Staircase& staircase) {
-    applyReflectors(Side::right, Op::none, p, staircase.size, staircase.order, staircase.reflectors.data(),
-                    staircase.size, staircase.factors.data(), c, p);
+    for (const ReflectorBlock& block : staircase.blocks) {
+        block.multiplyFromRight(p, c + static_cast<std::ptrdiff_t>(block.first()) * p, p);
+    }
 }
 
 }  // namespace qormath::control_utility

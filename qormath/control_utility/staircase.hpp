@@ -2,16 +2,17 @@
 
 #include <vector>
 
+#include <qormath/control_utility/reflector_block.hpp>
+
 namespace qormath::control_utility {
 
 /// An orthogonal matrix Z of order n as a product of reflectors, the first that acts on rows 0 to n - 1, the next on
 /// rows 1 to n - 1 and so on, and what the reduction by it has found.
 struct Staircase {
-    int size = 0;                    ///< n, the order of Z
-    int order = 0;                   ///< order of the controllable part, and the number of reflectors
-    std::vector<int> blockSizes;     ///< ranks of the stairs, never increasing; their sum is order
-    std::vector<double> reflectors;  ///< n by order, the tails below the diagonal as a QR factorisation stores them
-    std::vector<double> factors;     ///< the scalar factor of each reflector
+    int size = 0;                        ///< n, the order of Z
+    int order = 0;                       ///< order of the controllable part
+    std::vector<int> blockSizes;         ///< ranks of the stairs, never increasing; their sum is order
+    std::vector<ReflectorBlock> blocks;  ///< the reflectors, of which Z is the product
 };
 
 /// Reduces the pair (A, B), A of order n and packed, B of n by m with leading dimension ldb, to staircase form in
