@@ -43,7 +43,7 @@ class QORMATH_API QorMathControl {
     /// schurUnordered.
     ///
     /// Throws the int -1 if the iteration fails or two blocks are too close to be exchanged, xmsg 9 if t or q is a
-    /// transposed view. Cost: about 25 n^3 operations, and 6 n more for each exchange of two blocks.
+    /// transposed view. Cost: about 25 n^3 operations, and at most 6 n more for each exchange of two blocks.
     /// Source: G. H. Golub, C. F. Van Loan, "Matrix Computations", 4th ed., chapter 7; Z. Bai, J. W. Demmel, "On
     /// swapping diagonal blocks in real Schur form", Linear Algebra Appl. 186 (1993).
     static void SchurDecomposition(const Matrix<double>& a, Matrix<double>& t, Matrix<double>& q, Vector<double>& wr,

@@ -58,6 +58,25 @@ int moveMarkedToTop(const char* marks, int n, double* t, int ldt, double* q, int
     return 0;
 }
 
+/// Sorts the diagonal blocks of a form by the ranks of their rows, by single swaps over all of it.
+int sortPlainly(int* ranks, int n, double* t, int ldt, double* q, int ldq, double* work) {
+    for (int top = 0; top < n;) {
+        const int best = static_cast<int>(std::min_element(ranks + top, ranks + n) - ranks);
+        const int size = startsPair(n, t, ldt, best) ? 2 : 1;
+        if (best > top) {
+            int first = best + 1;
+            int last = top + 1;
+            const int info = lapack::trexc(n, t, ldt, q, ldq, first, last, work);
+            if (info != 0) {
+                return info;
+            }
+            std::rotate(ranks + top, ranks + best, ranks + best + size);
+        }
+        top += size;
+    }
+    return 0;
+}
+
 /// The blocked reordering of one form: its matrices, the marks, and the window's own workspace.
 class WindowedReordering {
   public:
@@ -75,6 +94,7 @@ class WindowedReordering {
           strip_(static_cast<std::size_t>(windowRows + 1) * stripLength),
           work_(static_cast<std::size_t>(windowRows + 1)) {}
 
+    /// Moves the marked blocks to the top; leading is the number of rows that have arrived there.
     int run(int& leading) {
         leading = 0;
         while (true) {
@@ -92,6 +112,30 @@ class WindowedReordering {
             }
             leading += rows;
         }
+    }
+
+    /// Sorts the blocks by the ranks of their rows, whatever the marks: the lowest ranks that make a group go to the
+    /// top and are sorted there, then the next ones below them.
+    int sort(std::vector<int> ranks) {
+        for (int top = 0; top < n_;) {
+            const int highest = highestRankOfGroup({ranks.begin() + top, ranks.end()});
+            const auto isMarked = [highest](int rank) { return rank <= highest; };
+            std::transform(ranks.begin(), ranks.end(), marks_.begin(), isMarked);
+            int rows = 0;
+            int info = moveGroup(top, endOfGroup(top, rows));
+            if (info != 0) {
+                return info;
+            }
+            std::stable_partition(ranks.begin() + top, ranks.end(), isMarked);
+            info = reorderWindow(top, top + rows, [&](int size, double* window, double* rotation) {
+                return sortPlainly(ranks.data() + top, size, window, size, rotation, size, work_.data());
+            });
+            if (info != 0) {
+                return info;
+            }
+            top += rows;
+        }
+        return 0;
     }
 
   private:
@@ -125,7 +169,7 @@ class WindowedReordering {
             while (first < end && mark(first)) {
                 ++first;
             }
-            const int info = reorderWindow(first, end);
+            const int info = moveMarkedInWindow(first, end);
             if (info != 0 || top == begin) {
                 return info;
             }
@@ -134,18 +178,42 @@ class WindowedReordering {
         }
     }
 
-    int reorderWindow(int begin, int end) {
+    /// The highest rank of as many of the lowest ones as make a group.
+    static int highestRankOfGroup(std::vector<int> ranks) {
+        const auto last = ranks.begin() + std::min(groupRows, static_cast<int>(ranks.size())) - 1;
+        std::nth_element(ranks.begin(), last, ranks.end());
+        // The next group begins with a pair that would be cut.
+        const bool cutsPair = std::find(last + 1, ranks.end(), *last) != ranks.end();
+        return cutsPair ? *last - 1 : *last;
+    }
+
+    int moveMarkedInWindow(int begin, int end) {
         const int size = end - begin;
         const auto windowMarks = marks_.begin() + begin;
         if (std::find(windowMarks, windowMarks + size, char{1}) == windowMarks + size) {
             return 0;
         }
+        return reorderWindow(begin, end, [&](int, double* window, double* rotation) {
+            int top = 0;
+            const int info =
+                moveMarkedToTop(marks_.data() + begin, size, window, size, rotation, size, work_.data(), top);
+            if (info == 0) {
+                std::fill_n(windowMarks, top, char{1});
+                std::fill(windowMarks + top, windowMarks + size, char{0});
+            }
+            return info;
+        });
+    }
+
+    /// Has rows begin to end - 1 reordered by order(size, window, rotation), which returns 0 or an error, and takes the
+    /// rest of t, and q, along.
+    template <typename Order>
+    int reorderWindow(int begin, int end, const Order& order) {
+        const int size = end - begin;
         double* const corner = t_ + begin + static_cast<std::ptrdiff_t>(begin) * ldt_;
         lapack::lacpy(size, size, corner, ldt_, window_.data(), size);
         lapack::laset(size, size, 0.0, 1.0, rotation_.data(), size);
-        int top = 0;
-        const int info = moveMarkedToTop(marks_.data() + begin, size, window_.data(), size, rotation_.data(), size,
-                                         work_.data(), top);
+        const int info = order(size, window_.data(), rotation_.data());
         // What has been swapped before a failure is written back too, so that t and q remain one Schur form.
         lapack::lacpy(size, size, window_.data(), size, corner, ldt_);
         multiplyFromRight(begin, t_ + static_cast<std::ptrdiff_t>(begin) * ldt_, ldt_, size);
@@ -153,10 +221,6 @@ class WindowedReordering {
             multiplyFromRight(rowsOfQ_, q_ + static_cast<std::ptrdiff_t>(begin) * ldq_, ldq_, size);
         }
         multiplyFromLeft(n_ - end, t_ + begin + static_cast<std::ptrdiff_t>(end) * ldt_, size);
-        if (info == 0) {
-            std::fill_n(windowMarks, top, char{1});
-            std::fill(windowMarks + top, windowMarks + size, char{0});
-        }
         return info;
     }
 
@@ -251,6 +315,15 @@ int reorderSchurFormWithRows(const char* selected, int n, double* t, int ldt, in
     const int info = reorderSchurFormPlain(selected, n, t, ldt, p.data(), n, wr, wi, leading);
     lapack::gemm(Op::none, Op::none, rows, n, n, 1.0, old.data(), rows, p.data(), n, 0.0, z, ldz);
     return info;
+}
+
+int sortSchurForm(const int* ranks, int n, double* t, int ldt, double* q, int ldq) {
+    std::vector<int> moving(ranks, ranks + n);
+    if (n > plainOrder) {
+        return WindowedReordering(std::vector<char>(moving.size()), n, t, ldt, n, q, ldq).sort(std::move(moving));
+    }
+    std::vector<double> work(moving.size());
+    return sortPlainly(moving.data(), n, t, ldt, q, ldq, work.data());
 }
 
 }  // namespace qormath::control_utility

@@ -33,6 +33,15 @@ int reorderSchurFormWithRows(const char* selected, int n, double* t, int ldt, in
 int reorderSchurFormPlain(const char* selected, int n, double* t, int ldt, double* q, int ldq, double* wr, double* wi,
                           int& leading);
 
+/// Sorts the diagonal blocks of a Schur form by rank, the lowest first. ranks has n elements, no two blocks share one,
+/// and both rows of a 2 by 2 block have the same. t and q are updated as by reorderSchurForm, in windows where the form
+/// is large: what belongs into the next 32 rows is moved up to them and sorted there. The number of swaps is that of
+/// the pairs of blocks that stand in the wrong order.
+///
+/// Returns 0, or 1 when two blocks are too close to swap: t and q are then still a Schur form of the same matrix, in
+/// some order.
+int sortSchurForm(const int* ranks, int n, double* t, int ldt, double* q, int ldq);
+
 /// Reads the eigenvalues of a quasi-upper-triangular t with standard 2 by 2 blocks from its diagonal; the first of a
 /// pair has the positive imaginary part.
 void eigenvaluesOfSchurDiagonal(int n, const double* t, int ldt, double* wr, double* wi);

@@ -18,10 +18,14 @@ using control_utility::eigenvaluesOfSchurDiagonal;
 using control_utility::reorderSchurForm;
 using control_utility::reorderSchurFormPlain;
 using control_utility::reorderSchurFormWithRows;
+using control_utility::sortSchurForm;
 
 // Residuals are held to this many n * eps * norm. Each element passes about n swaps, but only through the blocks that
 // cross it, and rounding errors of rotations add up like their root.
 constexpr double ratioLimit = 10.0;
+
+// Where all blocks pass each other there are twice as many swaps as where half of them move to the top.
+constexpr double ratioLimitOfSorting = 20.0;
 
 struct Form {
     int n = 0;
@@ -57,6 +61,26 @@ Form knownForm(int n, double pairShare, unsigned seed) {
     return form;
 }
 
+/// A form of single rows but for two equal pairs in rows n / 2 - 1 to n / 2 + 2, each far from normal, with a coupling
+/// that no swap resolves to working accuracy.
+Form formWithStubbornPairs(int n) {
+    Form form = knownForm(n, 0.0, 9);
+    const int corner = n / 2 - 1;
+    const auto at = [&](int i, int j) -> double& {
+        return form.t[test::cells(corner + j, n) + static_cast<std::size_t>(corner + i)];
+    };
+    for (const int k : {0, 2}) {
+        at(k, k) = at(k + 1, k + 1) = 1.0;
+        at(k, k + 1) = 4170.4426566991224;
+        at(k + 1, k) = -1.7227846628785451e-07;
+    }
+    at(0, 2) = 0.014903194558390179;
+    at(1, 2) = -6490.8312515568596;
+    at(0, 3) = 0.043921123973788126;
+    at(1, 3) = -0.0048507734713005126;
+    return form;
+}
+
 /// Marks about the given share of the blocks, pairs whole.
 std::vector<char> marksOf(const Form& form, double share, unsigned seed) {
     test::NormalNumbers numbers(seed);
@@ -74,13 +98,41 @@ std::vector<std::size_t> expectedOrder(const std::vector<char>& marks) {
     return order;
 }
 
-void expectValidReordering(const Form& before, const Form& after) {
+/// A random rank for each block, the same in both rows of a pair.
+std::vector<int> randomRanks(const Form& form, unsigned seed) {
+    test::NormalNumbers numbers(seed);
+    std::vector<int> ranks(static_cast<std::size_t>(form.n));
+    std::iota(ranks.begin(), ranks.end(), 0);
+    for (std::size_t row = ranks.size(); row > 1; --row) {
+        std::swap(ranks[row - 1], ranks[static_cast<std::size_t>(numbers.integer(0, static_cast<int>(row) - 1))]);
+    }
+    for (std::size_t row = 1; row < ranks.size(); ++row) {
+        ranks[row] = form.wi[row] < 0.0 ? ranks[row - 1] : ranks[row];
+    }
+    return ranks;
+}
+
+std::vector<std::size_t> orderOf(const std::vector<int>& ranks) {
+    std::vector<std::size_t> order(ranks.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return ranks[a] < ranks[b]; });
+    return order;
+}
+
+int sort(const std::vector<int>& ranks, Form& form) {
+    const int info =
+        sortSchurForm(ranks.data(), form.n, form.t.data(), std::max(1, form.n), form.q.data(), std::max(1, form.n));
+    eigenvaluesOfSchurDiagonal(form.n, form.t.data(), std::max(1, form.n), form.wr.data(), form.wi.data());
+    return info;
+}
+
+void expectValidReordering(const Form& before, const Form& after, double limit = ratioLimit) {
     EXPECT_TRUE(test::isStandardSchurForm(after.n, after.t));
-    EXPECT_LE(test::orthogonalityRatio(after.n, after.q), ratioLimit);
+    EXPECT_LE(test::orthogonalityRatio(after.n, after.q), limit);
     const std::vector<double> a = test::product(
         lapack::Op::none, lapack::Op::transpose, before.n, before.n, before.n,
         test::product(lapack::Op::none, lapack::Op::none, before.n, before.n, before.n, before.q, before.t), before.q);
-    EXPECT_LE(test::schurRatio(after.n, a, after.t, after.q), ratioLimit);
+    EXPECT_LE(test::schurRatio(after.n, a, after.t, after.q), limit);
     Form read = after;
     eigenvaluesOfSchurDiagonal(read.n, read.t.data(), read.n, read.wr.data(), read.wi.data());
     EXPECT_EQ(read.wr, after.wr);
@@ -247,21 +299,8 @@ TEST(SchurReordering, TouchesNothingBeyondTheRowsOfTheForm) {
 
 TEST(SchurReordering, ReportsBlocksTooCloseToSwapAndLeavesAValidForm) {
     for (const int n : {6, 150}) {
-        Form before = knownForm(n, 0.0, 9);
-        // Two equal pairs, each far from normal, and a coupling that no swap resolves to working accuracy.
+        const Form before = formWithStubbornPairs(n);
         const int corner = n / 2 - 1;
-        const auto at = [&](int i, int j) -> double& {
-            return before.t[test::cells(corner + j, n) + static_cast<std::size_t>(corner + i)];
-        };
-        for (const int k : {0, 2}) {
-            at(k, k) = at(k + 1, k + 1) = 1.0;
-            at(k, k + 1) = 4170.4426566991224;
-            at(k + 1, k) = -1.7227846628785451e-07;
-        }
-        at(0, 2) = 0.014903194558390179;
-        at(1, 2) = -6490.8312515568596;
-        at(0, 3) = 0.043921123973788126;
-        at(1, 3) = -0.0048507734713005126;
         std::vector<char> marks(static_cast<std::size_t>(n), 0);
         // The first row can be moved, and has reached the top when the swap of the pairs fails.
         marks[0] = 1;
@@ -271,6 +310,90 @@ TEST(SchurReordering, ReportsBlocksTooCloseToSwapAndLeavesAValidForm) {
         EXPECT_EQ(reorder(marks, after, leading), 1);
         EXPECT_EQ(leading, 1);
         expectValidReordering(before, after);
+    }
+}
+
+TEST(SchurSorting, BringsTheBlocksIntoTheOrderOfTheirRanks) {
+    for (const int n : sizes) {
+        for (const double pairShare : {0.0, 0.4, 1.0}) {
+            SCOPED_TRACE(std::to_string(n) + " rows, pairs " + std::to_string(pairShare));
+            const Form before = knownForm(n, pairShare, 21);
+            const std::vector<int> ranks = randomRanks(before, 22);
+            Form after = before;
+            ASSERT_EQ(sort(ranks, after), 0);
+            expectValidReordering(before, after, ratioLimitOfSorting);
+            const std::vector<std::size_t> order = orderOf(ranks);
+            // As for marked blocks.
+            const double limit = 2.0 * ratioLimit * n * lapack::machineEpsilon() * test::frobenius(before.t);
+            for (std::size_t row = 0; row < order.size(); ++row) {
+                ASSERT_NEAR(after.wr[row], before.wr[order[row]], limit) << "row " << row;
+                ASSERT_NEAR(after.wi[row], before.wi[order[row]], limit) << "row " << row;
+            }
+        }
+    }
+}
+
+TEST(SchurSorting, ChangesNoBitWhereTheBlocksAreSorted) {
+    for (const int n : sizes) {
+        const Form before = knownForm(n, 0.0, 23);
+        std::vector<int> ranks(static_cast<std::size_t>(n));
+        std::iota(ranks.begin(), ranks.end(), 5);
+        Form after = before;
+        ASSERT_EQ(sort(ranks, after), 0);
+        // Products with a window's identity keep every bit but the sign of a zero.
+        EXPECT_EQ(after.t, before.t);
+        EXPECT_EQ(after.q, before.q);
+    }
+}
+
+TEST(SchurSorting, ReversesAForm) {
+    for (const int n : {130, 320}) {
+        const Form before = knownForm(n, 0.4, 24);
+        std::vector<int> ranks(static_cast<std::size_t>(n));
+        std::transform(before.wr.begin(), before.wr.end(), ranks.begin(),
+                       [n](double value) { return n - static_cast<int>(value); });
+        Form after = before;
+        ASSERT_EQ(sort(ranks, after), 0);
+        expectValidReordering(before, after, ratioLimitOfSorting);
+        // Eigenvalues are a distance of 1 apart, and known far better than that.
+        EXPECT_TRUE(std::is_sorted(after.wr.rbegin(), after.wr.rend(), [](double a, double b) { return a < b - 0.5; }));
+        EXPECT_NEAR(after.wr.front(), *std::max_element(before.wr.begin(), before.wr.end()), 1e-9);
+    }
+}
+
+TEST(SchurSorting, ReportsBlocksTooCloseToSwapAndLeavesAValidForm) {
+    for (const int n : {6, 150}) {
+        const Form before = formWithStubbornPairs(n);
+        std::vector<int> ranks(static_cast<std::size_t>(n));
+        std::iota(ranks.begin(), ranks.end(), 0);
+        const auto corner = static_cast<std::size_t>(n / 2 - 1);
+        std::swap(ranks[corner], ranks[corner + 2]);
+        ranks[corner + 1] = ranks[corner];
+        ranks[corner + 3] = ranks[corner + 2];
+        Form after = before;
+        EXPECT_EQ(sort(ranks, after), 1);
+        expectValidReordering(before, after, ratioLimitOfSorting);
+    }
+}
+
+TEST(SchurSorting, TouchesNothingBeyondTheRowsOfTheForm) {
+    for (const int n : {5, 140}) {
+        const Form before = knownForm(n, 0.4, 25);
+        const std::vector<int> ranks = randomRanks(before, 26);
+        const int ld = n + 3;
+        std::vector<double> t = test::withGuardRows(n, n, before.t, ld);
+        std::vector<double> q = test::withGuardRows(n, n, before.q, ld + 1);
+        ASSERT_EQ(sortSchurForm(ranks.data(), n, t.data(), ld, q.data(), ld + 1), 0);
+        Form after = before;
+        ASSERT_EQ(sort(ranks, after), 0);
+        EXPECT_EQ(test::packed(n, n, t.data(), ld), after.t);
+        EXPECT_EQ(test::packed(n, n, q.data(), ld + 1), after.q);
+        for (int j = 0; j < n; ++j) {
+            for (int i = n; i < ld; ++i) {
+                ASSERT_TRUE(std::isnan(t[test::cells(j, ld) + static_cast<std::size_t>(i)]));
+                ASSERT_TRUE(std::isnan(q[test::cells(j, ld + 1) + static_cast<std::size_t>(i)]));
+            }
+        }
     }
 }
 
