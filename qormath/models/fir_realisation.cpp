@@ -12,6 +12,7 @@
 
 using qormath::models::GramFactors;
 using qormath::models::gramFactors;
+using qormath::models::shiftedBetweenVectors;
 using QorMathLA::Matrix;
 using QorMathLA::MatrixSoft;
 using QorMathLA::Range;
@@ -142,9 +143,8 @@ LTIStateSpaceModel LTIFIRModel::CreateStateSpaceModel(Matrix<double>& markov, bo
     const Vector<double> inverseRoots = reciprocals(roots);
     const MatrixSoft<double> ut = factors.u.transpose();
     const Matrix<double>& vk = factors.v;
-    const MatrixSoft<double> shifted = gram(Range(outputs, size + outputs - 1, 1), all);
     const Matrix<double> a =
-        QorMathLA::product(QorMathLA::product(ut, shifted), vk).scaleColumnsBy(inverseRoots).scaleRowsBy(inverseRoots);
+        shiftedBetweenVectors(gram, outputs, factors).scaleColumnsBy(inverseRoots).scaleRowsBy(inverseRoots);
     Matrix<double> b = QorMathLA::product(ut, stacked).scaleRowsBy(inverseRoots);
     Matrix<double> c = vk(Range(0, outputs - 1, 1), all).scaleColumnsBy(roots);
     if (outputScale != nullptr) {
@@ -226,7 +226,7 @@ MatrixSoft<double> LTIFIRModel::CreateHankelMatrix(Matrix<double>& markov, int b
         return zeroMatrix(q, 0);
     }
     feedthrough = Matrix<double>(blocksOf(markov, w, 0, 0));
-    Matrix<double> gram = zeroMatrix((rows + 1) * q, rows * q);
+    Matrix<double> gram((rows + 1) * q, rows * q);
     const Matrix<double> stacked = BlockTransposition(markov, true, q, blocks, w);
     const auto part = [&](int a, int first, int last) {
         return gram(blockRange(a, q), Range(first * q, (last + 1) * q - 1, 1));

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include <qormath/core/arithmetic.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 #include <qormath/models/detail/gram_factors.hpp>
@@ -15,6 +16,8 @@ using lapack::Op;
 using lapack::Side;
 using lapack::Triangle;
 using QorMathLA::Matrix;
+using QorMathLA::MatrixSoft;
+using QorMathLA::product;
 using QorMathLA::Range;
 using QorMathLA::Vector;
 
@@ -27,6 +30,10 @@ constexpr double clearOfRounding = 100.0;
 // The factor of a matrix of lower rank is decomposed in its place up to this part of the order; beyond it the
 // factorisation costs as much as it saves.
 constexpr double mostRank = 0.6;
+
+// Down to this part of the largest value the residual of an eigenvector, some n eps of the largest, is small beside the
+// value itself. The last state of a realisation may lie far below, and its modes show every digit.
+constexpr double leastShareOfClearVector = 1e-6;
 
 // Vectors on which the factor is compared with the matrix. With signs for elements each shows an error of norm e as
 // one of about e, and all eight miss one at a tenth of it once in some hundred million times.
@@ -108,7 +115,7 @@ std::vector<double> probeSigns(int n) {
 }
 
 /// The largest length of what the matrix less the product of the factor makes of the probes.
-double probedError(const Matrix<double>& gram, const LowRankFactor& factor) {
+double probedError(const MatrixSoft<double>& gram, const LowRankFactor& factor) {
     const int n = gram.rows();
     const std::vector<double> signs = probeSigns(n);
     std::vector<double> images = doubles(elements(n, probes));
@@ -136,17 +143,29 @@ double probedError(const Matrix<double>& gram, const LowRankFactor& factor) {
     return largest;
 }
 
-/// The pivoted Cholesky factor down to the rounding of the largest diagonal element. Its rank is 0 where there is
-/// nothing to save.
-LowRankFactor lowRankFactor(const Matrix<double>& gram) {
+/// No more than the 2-norm of a symmetric matrix, and mostly near it: what it makes of its column with the largest
+/// diagonal element, or that element.
+double lowerBoundOfNorm(const MatrixSoft<double>& gram) {
+    const int n = gram.rows();
+    int pivot = 0;
+    for (int k = 1; k < n; ++k) {
+        pivot = gram(k, k) > gram(pivot, pivot) ? k : pivot;
+    }
+    const double* const column = gram.numericData(true) + elements(pivot, gram.storedRows);
+    std::vector<double> image = doubles(n);
+    lapack::gemv(Op::none, n, n, 1.0, gram.numericData(true), gram.storedRows, column, 1, 0.0, image.data(), 1);
+    const double growth = lapack::nrm2(n, image.data(), 1) / lapack::nrm2(n, column, 1);
+    return growth > gram(pivot, pivot) && std::isfinite(growth) ? growth : gram(pivot, pivot);
+}
+
+/// The pivoted Cholesky factor down to the rounding of the largest singular value, as far as a bound tells it: what is
+/// left adds up to n eps of that. Its rank is 0 where there is nothing to save.
+LowRankFactor lowRankFactor(const MatrixSoft<double>& gram) {
     const int n = gram.rows();
     LowRankFactor factor;
     factor.columns = doubles(elements(n, n));
     lapack::lacpy(Triangle::lower, n, n, gram.numericData(true), gram.storedRows, factor.columns.data(), n);
-    double largest = 0.0;
-    for (int k = 0; k < n; ++k) {
-        largest = std::max(largest, gram(k, k));
-    }
+    const double largest = lowerBoundOfNorm(gram);
     factor.pivots.resize(static_cast<std::size_t>(n));
     std::vector<double> work = doubles(2 * std::ptrdiff_t{n});
     lapack::pstrf(n, factor.columns.data(), n, factor.pivots.data(), factor.rank, largest * lapack::machineEpsilon(),
@@ -219,7 +238,7 @@ int clearCount(const Vector<double>& s, const KeptCount& kept) {
     return count > 0 && s[count - 1] > clearOfRounding * rounding ? count : 0;
 }
 
-bool isSymmetric(const Matrix<double>& gram) {
+bool isSymmetric(const MatrixSoft<double>& gram) {
     const int n = gram.rows();
     double scale = 0.0;
     double difference = 0.0;
@@ -235,7 +254,7 @@ bool isSymmetric(const Matrix<double>& gram) {
 /// From a factor of fewer columns; untouched tells that there is none that reproduces the matrix.
 enum class Outcome { untouched, unclear, done };
 
-Outcome factorsOfLowRank(const Matrix<double>& gram, const KeptCount& kept, GramFactors& factors) {
+Outcome factorsOfLowRank(const MatrixSoft<double>& gram, const KeptCount& kept, GramFactors& factors) {
     const int n = gram.rows();
     LowRankFactor factor = lowRankFactor(gram);
     if (factor.rank == 0) {
@@ -258,7 +277,7 @@ Outcome factorsOfLowRank(const Matrix<double>& gram, const KeptCount& kept, Gram
 }
 
 /// The same from the matrix itself, of which the lower triangle is read.
-bool factorsOfWhole(const Matrix<double>& gram, const KeptCount& kept, GramFactors& factors) {
+bool factorsOfWhole(const MatrixSoft<double>& gram, const KeptCount& kept, GramFactors& factors) {
     const int n = gram.rows();
     if (!isSymmetric(gram)) {
         return false;
@@ -279,9 +298,9 @@ bool factorsOfWhole(const Matrix<double>& gram, const KeptCount& kept, GramFacto
 
 }  // namespace
 
-GramFactors factorsBySvd(const Matrix<double>& gram, const KeptCount& kept) {
+GramFactors factorsBySvd(const MatrixSoft<double>& gram, const KeptCount& kept) {
     const Range all(-1, -1, 1);
-    Matrix<double> u(gram);
+    Matrix<double> u(gram, true);
     Matrix<double> v;
     GramFactors factors;
     u.svd(factors.s, v, svdIterations, true);
@@ -291,18 +310,49 @@ GramFactors factorsBySvd(const Matrix<double>& gram, const KeptCount& kept) {
     return factors;
 }
 
-bool factorsBySymmetry(const Matrix<double>& gram, const KeptCount& kept, GramFactors& factors) {
+bool factorsBySymmetry(const MatrixSoft<double>& gram, const KeptCount& kept, GramFactors& factors) {
     const int n = gram.rows();
     if (n == 0 || n > largestOrder || !lapack::allFinite(n, n, gram.numericData(true), gram.storedRows)) {
         return false;
     }
     const Outcome outcome = factorsOfLowRank(gram, kept, factors);
-    return outcome == Outcome::untouched ? factorsOfWhole(gram, kept, factors) : outcome == Outcome::done;
+    factors.areEigenvectors =
+        outcome == Outcome::untouched ? factorsOfWhole(gram, kept, factors) : outcome == Outcome::done;
+    return factors.areEigenvectors;
 }
 
-GramFactors gramFactors(const Matrix<double>& gram, const KeptCount& kept) {
+GramFactors gramFactors(const MatrixSoft<double>& gram, const KeptCount& kept) {
     GramFactors factors;
     return factorsBySymmetry(gram, kept, factors) ? factors : factorsBySvd(gram, kept);
+}
+
+Matrix<double> shiftedBetweenVectors(const Matrix<double>& extendedGram, int shift, const GramFactors& factors) {
+    const Range all(-1, -1, 1);
+    const int n = extendedGram.cols();
+    const MatrixSoft<double> ut = factors.u.transpose();
+    if (!factors.areEigenvectors) {
+        const MatrixSoft<double> shifted = extendedGram(Range(shift, n + shift - 1, 1), all);
+        return product(product(ut, shifted), factors.v);
+    }
+    const int count = factors.v.cols();
+    int clear = 0;
+    while (clear < count && factors.s[clear] >= leastShareOfClearVector * factors.s[0]) {
+        ++clear;
+    }
+    const int known = n - shift;
+    const double* const v = factors.v.numericData(true);
+    const double* const extended = extendedGram.numericData(true);
+    Matrix<double> right(n, count);
+    double* const result = right.numericData(true);
+    for (int k = 0; k < clear; ++k) {
+        std::transform(v + elements(k, n) + shift, v + elements(k + 1, n), result + elements(k, n),
+                       [value = factors.s[k]](double element) { return value * element; });
+    }
+    lapack::gemm(Op::none, Op::none, shift, clear, n, 1.0, extended + n, extendedGram.storedRows, v, n, 0.0,
+                 result + known, n);
+    lapack::gemm(Op::none, Op::none, n, count - clear, n, 1.0, extended + shift, extendedGram.storedRows,
+                 v + elements(clear, n), n, 0.0, result + elements(clear, n), n);
+    return product(ut, right);
 }
 
 }  // namespace qormath::models

@@ -22,6 +22,7 @@ using qormath::models::factorsBySymmetry;
 using qormath::models::GramFactors;
 using qormath::models::gramFactors;
 using qormath::models::KeptCount;
+using qormath::models::shiftedBetweenVectors;
 using qormath::test::frobeniusNorm;
 using qormath::test::identical;
 using qormath::test::maxDifference;
@@ -259,6 +260,80 @@ TEST(GramFactors, RealiseTheSameImpulseResponseOfRandomPlants) {
         ++fastCount;
     }
     EXPECT_EQ(fastCount, 40);
+}
+
+/// A Gram matrix of order n with so many rows more, which go on in the same manner, of falling values down to 1e-7.
+Matrix<double> extendedGram(int n, int more, NormalNumbers& numbers) {
+    Matrix<double> rows = qormath::test::randomOrthonormal(n + more, n, numbers);
+    for (int k = 0; k < n; ++k) {
+        rows.column(k) *= std::pow(1e-7, 0.5 * k / n);
+    }
+    Matrix<double> gram = product(rows, rows(Range(0, n - 1, 1), all).transpose());
+    for (int j = 0; j < n; ++j) {
+        for (int i = 0; i < j; ++i) {
+            gram(i, j) = gram(j, i);
+        }
+    }
+    return gram;
+}
+
+TEST(GramFactors, GiveTheProductWithShiftedRowsOnEitherRoute) {
+    NormalNumbers numbers(11);
+    for (const int n : {2, 3, 20, 64, 65, 150}) {
+        for (const int shift : {0, 1, n / 2, n}) {
+            SCOPED_TRACE(testing::Message() << "n " << n << " shift " << shift);
+            const Matrix<double> extended = extendedGram(n, shift, numbers);
+            const Matrix<double> before(extended);
+            const int count = (n + 1) / 2;
+            const auto top = extended(Range(0, n - 1, 1), all);
+            GramFactors fast;
+            ASSERT_TRUE(factorsBySymmetry(top, always(count), fast));
+            ASSERT_TRUE(fast.areEigenvectors);
+            GramFactors plain = fast;
+            plain.areEigenvectors = false;
+            const Matrix<double> bySteps =
+                product(product(fast.u.transpose(), extended(Range(shift, n + shift - 1, 1), all)), fast.v);
+            EXPECT_TRUE(identical(shiftedBetweenVectors(extended, shift, plain), bySteps));
+            // The residual of the vectors, held to 10 n eps of the largest value above, and the rounding of the
+            // products.
+            EXPECT_LE(maxDifference(shiftedBetweenVectors(extended, shift, fast), bySteps),
+                      20.0 * n * unitRoundoff * fast.s[0]);
+            EXPECT_TRUE(identical(extended, before));
+        }
+    }
+}
+
+TEST(GramFactors, OfSmallValuesAreMultipliedOut) {
+    // What stands in v diag(s) is forged here: it may be taken down to 1e-6 of the largest value, and not below.
+    const int n = 6;
+    const int shift = 2;
+    NormalNumbers numbers(13);
+    const Matrix<double> extended = qormath::test::randomMatrix(n + shift, n, numbers);
+    GramFactors factors;
+    factors.v = qormath::test::randomOrthonormal(n, 3, numbers);
+    factors.u = Matrix<double>(factors.v);
+    factors.areEigenvectors = true;
+    factors.s = Vector<double>(n);
+    factors.s.fill(0.0);
+    factors.s[0] = 1.0;
+    factors.s[1] = 1e-6;
+    factors.s[2] = 9.9e-7;
+    const Matrix<double> right = product(extended(Range(shift, n + shift - 1, 1), all), factors.v);
+    Matrix<double> expected(right);
+    for (int k = 0; k < 2; ++k) {
+        for (int i = 0; i < n - shift; ++i) {
+            expected(i, k) = factors.s[k] * factors.v(i + shift, k);
+        }
+    }
+    // Products of six terms of size 1 to 3.
+    EXPECT_LE(maxDifference(shiftedBetweenVectors(extended, shift, factors), product(factors.u.transpose(), expected)),
+              20.0 * n * unitRoundoff);
+}
+
+TEST(GramFactors, OfTheSvdAreNotTakenForEigenvectors) {
+    NormalNumbers numbers(12);
+    EXPECT_FALSE(factorsBySvd(semidefinite(5, {1.0, 0.5, 0.25}, numbers), always(3)).areEigenvectors);
+    EXPECT_FALSE(gramFactors(qormath::test::randomMatrix(5, 5, numbers), always(3)).areEigenvectors);
 }
 
 }  // namespace
