@@ -5,6 +5,8 @@
 #include <vector>
 
 #include <qormath/control_utility/bilineartransformfort.hpp>
+#include <qormath/control_utility/inverse.hpp>
+#include <qormath/control_utility/work_array.hpp>
 #include <qormath/lapack/finite.hpp>
 #include <qormath/lapack/lapack.hpp>
 
@@ -25,9 +27,6 @@ std::size_t index(int row, int column, int rows) {
     return static_cast<std::size_t>(row) + cells(column, rows);
 }
 
-// Columns that an inversion takes at a time.
-constexpr std::size_t inversionBlock = 64;
-
 /// The power of two that brings a magnitude into [1/2, 1).
 double scaleOf(double magnitude) {
     int exponent = 0;
@@ -35,87 +34,111 @@ double scaleOf(double magnitude) {
     return std::ldexp(1.0, -exponent);
 }
 
-/// The LU factors of a square matrix with scaled rows and columns.
+/// The LU factors of M = a + shift I with scaled rows and columns.
 class ScaledFactorisation {
   public:
-    /// Factors a finite matrix; ask isSingular before anything is solved.
-    ScaledFactorisation(int n, Elements matrix)
+    ScaledFactorisation(int n, const double* a, double shift)
         : n_(n),
-          lu_(std::move(matrix)),
+          lu_(cells(n, n)),
           rowScale_(static_cast<std::size_t>(n), 1.0),
           columnScale_(static_cast<std::size_t>(n), 1.0),
           pivots_(static_cast<std::size_t>(n)) {
-        factored_ = equilibrate() && lapack::getrf(n_, n_, lu_.data(), n_, pivots_.data()) == 0;
+        Elements largest(static_cast<std::size_t>(n), 0.0);
+        outcome_ = take(a, shift, largest);
+        if (outcome_ == success &&
+            !(equilibrate(largest) && lapack::getrf(n_, n_, lu_.get(), n_, pivots_.data()) == 0)) {
+            outcome_ = singular;
+        }
     }
 
-    /// False where elimination has met a zero pivot: nothing can be solved for.
-    bool isGiven() const { return factored_; }
+    /// Nothing can be solved for unless it is success: M is not finite, or elimination has met a zero pivot.
+    Outcome outcome() const { return outcome_; }
 
-    /// Whether the matrix is singular to working precision: a reciprocal condition within the rounding that n additions
-    /// leave, by an estimate that costs a few substitutions.
+    /// Whether M is singular to working precision: a reciprocal condition within the rounding that n additions leave,
+    /// by an estimate that costs a few substitutions.
     bool isSingular() const {
-        if (!factored_) {
-            return true;
-        }
         Elements work(4 * static_cast<std::size_t>(n_));
         std::vector<int> integerWork(static_cast<std::size_t>(n_));
         double reciprocal = 0.0;
-        lapack::gecon(n_, lu_.data(), n_, norm_, reciprocal, work.data(), integerWork.data());
+        lapack::gecon(n_, lu_.get(), n_, norm_, reciprocal, work.data(), integerWork.data());
         return !(reciprocal > n_ * lapack::machineEpsilon());
     }
 
-    /// factor M^-1 in the place of the factors, if the matrix is regular beyond doubt: by its own norm the condition,
-    /// which the estimate can only take for smaller. Empty otherwise.
-    Elements intoInverse(double factor) && {
-        Elements work(static_cast<std::size_t>(n_) * inversionBlock);
-        lapack::getri(n_, lu_.data(), n_, pivots_.data(), work.data(), static_cast<int>(work.size()));
-        const double reciprocal = 1.0 / (norm_ * lapack::lange1(n_, n_, lu_.data(), n_));
-        if (!(reciprocal > 2.0 * n_ * lapack::machineEpsilon())) {
-            return {};
-        }
-        for (int j = 0; j < n_; ++j) {
-            const double scale = factor * rowScale_[static_cast<std::size_t>(j)];
-            double* const column = lu_.data() + cells(j, n_);
+    /// result = scale (factor M^-1 + sign I), with sign 1 or -1, by one inverse in the place of the factors instead of
+    /// a solution for n right-hand sides. False, and nothing is written, unless M is regular beyond doubt: by the norm
+    /// of the inverse itself, which the estimate can only take for smaller. Neither where the sum is below one of its
+    /// terms, so that it would lose digits that a solution has, nor where it is close to what a number can hold.
+    bool intoMap(double factor, double sign, double scale, double* result) && {
+        invertFactors(n_, lu_.get());
+        const std::vector<int> order = columnsOfInverse(n_, pivots_.data());
+        double ofInverse = 0.0;
+        double ofSum = 0.0;
+        double total = 0.0;
+        for (int k = 0; k < n_; ++k) {
+            double* const column = lu_.get() + cells(n_, order[static_cast<std::size_t>(k)]);
+            ofInverse = std::max(ofInverse, lapack::asum(n_, column, 1));
+            const double factorOfColumn = factor * rowScale_[static_cast<std::size_t>(k)];
             for (int i = 0; i < n_; ++i) {
-                column[i] *= scale * columnScale_[static_cast<std::size_t>(i)];
+                column[i] *= factorOfColumn * columnScale_[static_cast<std::size_t>(i)];
             }
+            column[k] += sign;
+            const double sum = lapack::asum(n_, column, 1);
+            ofSum = std::max(ofSum, sum);
+            total += sum;
         }
-        return std::move(lu_);
+        const bool isRegular = 1.0 / (norm_ * ofInverse) > 2.0 * n_ * lapack::machineEpsilon();
+        if (!isRegular || !(ofSum >= 1.0) || !std::isfinite(total * scale)) {
+            return false;
+        }
+        for (int k = 0; k < n_; ++k) {
+            const double* const column = lu_.get() + cells(n_, order[static_cast<std::size_t>(k)]);
+            std::transform(column, column + n_, result + cells(n_, k), [scale](double value) { return scale * value; });
+        }
+        return true;
     }
 
     /// x = M^-1 x, for count columns.
     void solve(double* x, int count) const {
         scaleRows(x, count, rowScale_);
-        lapack::getrs(Op::none, n_, count, lu_.data(), n_, pivots_.data(), x, n_);
+        lapack::getrs(Op::none, n_, count, lu_.get(), n_, pivots_.data(), x, n_);
         scaleRows(x, count, columnScale_);
     }
 
     /// x = M'^-1 x, for count columns.
     void solveTransposed(double* x, int count) const {
         scaleRows(x, count, columnScale_);
-        lapack::getrs(Op::transpose, n_, count, lu_.data(), n_, pivots_.data(), x, n_);
+        lapack::getrs(Op::transpose, n_, count, lu_.get(), n_, pivots_.data(), x, n_);
         scaleRows(x, count, rowScale_);
     }
 
   private:
-    /// Brings the largest element of each row, then of each column, into [1/2, 1), and takes the norm. False where
-    /// there is none.
-    bool equilibrate() {
-        Elements largest(static_cast<std::size_t>(n_));
+    /// Takes M over, and the largest modulus of each of its rows, of which there are zeros.
+    Outcome take(const double* a, double shift, Elements& largest) {
         for (int j = 0; j < n_; ++j) {
-            const double* const column = lu_.data() + cells(j, n_);
+            double* const column = lu_.get() + cells(n_, j);
+            std::copy_n(a + cells(n_, j), n_, column);
+            column[j] += shift;
+            if (!lapack::allFinite(n_, 1, column, n_)) {
+                return notFinite;
+            }
             for (int i = 0; i < n_; ++i) {
                 double& row = largest[static_cast<std::size_t>(i)];
                 row = std::max(row, std::fabs(column[i]));
             }
         }
+        return success;
+    }
+
+    /// Brings the largest element of each row, then of each column, into [1/2, 1), and takes the norm. False where
+    /// there is none.
+    bool equilibrate(const Elements& largest) {
         if (std::find(largest.begin(), largest.end(), 0.0) != largest.end()) {
             return false;
         }
         std::transform(largest.begin(), largest.end(), rowScale_.begin(), scaleOf);
         // A column at a time, while it is in the cache.
         for (int j = 0; j < n_; ++j) {
-            double* const column = lu_.data() + cells(j, n_);
+            double* const column = lu_.get() + cells(j, n_);
             scaleRows(column, 1, rowScale_);
             const double top = std::fabs(column[lapack::iamax(n_, column, 1)]);
             if (top == 0.0) {
@@ -137,12 +160,12 @@ class ScaledFactorisation {
     }
 
     int n_;
-    Elements lu_;
+    WorkArray lu_;
     Elements rowScale_;
     Elements columnScale_;
     std::vector<int> pivots_;
     double norm_ = 0.0;
-    bool factored_ = false;
+    Outcome outcome_ = success;
 };
 
 /// a + shift I.
@@ -152,20 +175,6 @@ Elements shifted(int n, const double* a, double shift) {
         result[index(k, k, n)] += shift;
     }
     return result;
-}
-
-/// factor M^-1 + sign I, which is the map of a but for a factor, by one inverse instead of a solution for n right-hand
-/// sides. Empty where M is close to singular, or where the difference is below one of its terms, so that it would lose
-/// digits that M^-1 (a - I) has.
-Elements mapByInverse(ScaledFactorisation&& factorisation, int n, double factor, double sign) {
-    Elements x = std::move(factorisation).intoInverse(factor);
-    if (x.empty()) {
-        return x;
-    }
-    for (int k = 0; k < n; ++k) {
-        x[index(k, k, n)] += sign;
-    }
-    return lapack::lange1(n, n, x.data(), n) >= 1.0 ? std::move(x) : Elements();
 }
 
 /// The n by p transpose of a p by n matrix.
@@ -211,40 +220,33 @@ int transformBilinearly(int direction, int states, int inputs, int outputs, doub
     const bool toDiscrete = direction == 0;
     const double sign = toDiscrete ? -1.0 : 1.0;
     const double shift = toDiscrete ? -beta : alpha;
-    Elements matrix = shifted(states, a, shift);
-    if (!lapack::allFinite(states, states, matrix.data(), states)) {
-        return notFinite;
-    }
-    ScaledFactorisation factorisation(states, std::move(matrix));
-    if (!factorisation.isGiven()) {
-        return singular;
+    ScaledFactorisation factorisation(states, a, shift);
+    if (factorisation.outcome() != success) {
+        return factorisation.outcome();
     }
     Elements solvedB(b, b + cells(states, inputs));
     Elements y = transposeOf(outputs, states, c);
     factorisation.solve(solvedB.data(), inputs);
     factorisation.solveTransposed(y.data(), outputs);
-    Elements x;
-    if (mayInvert) {
-        x = mapByInverse(std::move(factorisation), states, -2.0 * (toDiscrete ? beta : alpha), sign);
-    }
-    if (x.empty()) {
-        const ScaledFactorisation again(states, shifted(states, a, shift));
+    const double scale = toDiscrete ? alpha : beta;
+    if (!mayInvert || !std::move(factorisation).intoMap(-2.0 * (toDiscrete ? beta : alpha), sign, scale, a)) {
+        const ScaledFactorisation again(states, a, shift);
         if (again.isSingular()) {
             return singular;
         }
-        x = shifted(states, a, -shift);
+        Elements x = shifted(states, a, -shift);
         again.solve(x.data(), states);
         lapack::scal(states * states, sign, x.data(), 1);
-    }
-    lapack::scal(states * states, toDiscrete ? alpha : beta, x.data(), 1);
-    if (!lapack::allFinite(states, states, x.data(), states)) {
-        return notFinite;
+        lapack::scal(states * states, scale, x.data(), 1);
+        if (!lapack::allFinite(states, states, x.data(), states)) {
+            return notFinite;
+        }
+        std::copy_n(x.data(), cells(states, states), a);
     }
 
     const double factor = sign * std::sqrt(2.0) * std::sqrt(std::fabs(alpha)) * std::sqrt(std::fabs(beta));
     lapack::gemm(Op::none, Op::none, outputs, inputs, states, -1.0, c, outputs, solvedB.data(), states, 1.0, d,
                  outputs);
-    std::copy_n(x.data(), cells(states, states), a);
     std::transform(solvedB.begin(), solvedB.end(), b, [=](double value) { return factor * value; });
     const double factorOfC = (alpha < 0.0) == (beta < 0.0) ? factor : -factor;
     for (int j = 0; j < states; ++j) {

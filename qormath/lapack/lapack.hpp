@@ -139,11 +139,6 @@ inline int gecon(int n, const double* lu, int lda, double norm1, double& recipro
     return LAPACKE_dgecon_work(LAPACK_COL_MAJOR, '1', n, lu, atLeastOne(lda), norm1, &reciprocal, work, integerWork);
 }
 
-/// The inverse in the place of the factors of getrf; lwork is n times a number of columns that are taken at once.
-inline int getri(int n, double* lu, int lda, const int* pivots, double* work, int lwork) {
-    return LAPACKE_dgetri_work(LAPACK_COL_MAJOR, n, lu, atLeastOne(lda), pivots, work, lwork);
-}
-
 /// Cholesky factorisation of a positive definite matrix, of which the upper triangle is read and replaced. Info k above
 /// 0: the leading block of order k is not positive definite.
 inline int potrf(int n, double* a, int lda) {

@@ -90,6 +90,21 @@ TEST(BilinearRoutes, ASmallMapIsSolvedFor) {
     EXPECT_EQ(x, y);
 }
 
+TEST(BilinearRoutes, AMapNearTheLargestNumberIsSolvedFor) {
+    // No element overflows, but their sum does, by which the inverse is judged.
+    const System system = randomSystem(30, 2, 2, 2.0, 6005);
+    System x = system;
+    System y = system;
+    EXPECT_EQ(transform(x, 0, 1e307, 4.0, true), 0);
+    EXPECT_EQ(transform(y, 0, 1e307, 4.0, false), 0);
+    EXPECT_EQ(x, y);
+    EXPECT_GT(*std::max_element(x.a.elements.begin(), x.a.elements.end()), 1e306);
+    x = system;
+    y = system;
+    EXPECT_EQ(transform(x, 0, 1e308, 0.7, true), transform(y, 0, 1e308, 0.7, false));
+    EXPECT_EQ(x, y);
+}
+
 TEST(BilinearRoutes, FailAlike) {
     const auto expectSame = [](const System& system, int direction, int info) {
         System x = system;

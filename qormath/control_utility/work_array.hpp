@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+namespace qormath::control_utility {
+
+/// Numbers to work on for one call, unset at first.
+///
+/// A large array begins on a boundary of the system's large pages, and asks for them where the system leaves that to
+/// the program: to touch it first in pages of 4 KB takes a twentieth of a product of matrices of 800 rows.
+class WorkArray {
+  public:
+    /// Nothing.
+    WorkArray() = default;
+
+    /// So many numbers. Throws std::bad_alloc, also for more than memory can address.
+    explicit WorkArray(std::size_t count);
+
+    WorkArray(WorkArray&& other) noexcept
+        : block_(std::move(other.block_)), first_(std::exchange(other.first_, nullptr)) {}
+
+    WorkArray& operator=(WorkArray&& other) noexcept {
+        block_ = std::move(other.block_);
+        first_ = std::exchange(other.first_, nullptr);
+        return *this;
+    }
+
+    /// The first number; null where there is nothing.
+    double* get() const { return first_; }
+
+    double& operator[](std::size_t index) const { return first_[index]; }
+
+  private:
+    std::unique_ptr<double[]> block_;
+    double* first_ = nullptr;
+};
+
+}  // namespace qormath::control_utility
