@@ -2,10 +2,10 @@
 #include <cmath>
 #include <cstddef>
 #include <initializer_list>
-#include <memory>
 #include <utility>
 #include <vector>
 
+#include <qormath/control_utility/work_array.hpp>
 #include <qormath/decompositions/detail/exponential_routes.hpp>
 #include <qormath/decompositions/detail/power_bounds.hpp>
 #include <qormath/lapack/blas.hpp>
@@ -15,6 +15,7 @@ namespace qormath::decompositions {
 
 namespace {
 
+using control_utility::WorkArray;
 using lapack::Op;
 
 // Bounds of the powers' norm up to which the polynomials have a backward error of at most 2^-53 of the matrix: the sums
@@ -31,18 +32,25 @@ constexpr double largestNorm = 4.0;
 constexpr double goldenRatio = 0.61803398874989485;
 // Steps of power iteration for an estimate of the 2-norm, which is seldom more than a few tenths below it by then.
 constexpr int normSteps = 8;
-// Elements that a linear combination treats at a time, so that they stay in the first-level cache.
-constexpr std::size_t stripLength = 1024;
+// Elements that linear combinations treat at a time, so that those of seven matrices stay in the first-level cache.
+constexpr std::size_t stripLength = 512;
 
 /// [a b; 0 d I] by its top rows, the two blocks side by side, and d.
 struct Augmented {
-    std::unique_ptr<double[]> top;
+    WorkArray top;
     double corner = 0.0;
 };
 
 struct Term {
     double factor;
     const Augmented* matrix;
+};
+
+/// out = constant I + the terms.
+struct Combination {
+    Augmented* out;
+    double constant;
+    std::initializer_list<Term> terms;
 };
 
 class SeriesExponential {
@@ -79,7 +87,7 @@ class SeriesExponential {
   private:
     std::size_t length() const { return static_cast<std::size_t>(n_) * static_cast<std::size_t>(n_ + m_); }
 
-    Augmented fresh() const { return {std::make_unique_for_overwrite<double[]>(length()), 0.0}; }
+    Augmented fresh() const { return {WorkArray(length()), 0.0}; }
 
     /// r = p q + beta r.
     void addProduct(const Augmented& p, const Augmented& q, double beta, Augmented& r) const {
@@ -99,28 +107,42 @@ class SeriesExponential {
 
     /// out = constant I + the terms, of which out may be one only as the first.
     void combine(Augmented& out, double constant, std::initializer_list<Term> terms) const {
-        const auto first = terms.begin();
+        combine({{&out, constant, terms}});
+    }
+
+    /// The same for several combinations, none of which may be a term of another, a strip of all at a time: what they
+    /// have in common is read once.
+    void combine(std::initializer_list<Combination> combinations) const {
         for (std::size_t begin = 0; begin < length(); begin += stripLength) {
             const std::size_t end = std::min(length(), begin + stripLength);
-            double* const to = out.top.get();
+            for (const Combination& combination : combinations) {
+                combineStrip(combination, begin, end);
+            }
+        }
+        for (const Combination& combination : combinations) {
+            double corner = combination.constant;
+            for (const Term& term : combination.terms) {
+                corner += term.factor * term.matrix->corner;
+            }
+            combination.out->corner = corner;
+            const std::size_t step = static_cast<std::size_t>(n_) + 1;
+            for (std::size_t k = 0; k < static_cast<std::size_t>(n_); ++k) {
+                combination.out->top[k * step] += combination.constant;
+            }
+        }
+    }
+
+    static void combineStrip(const Combination& combination, std::size_t begin, std::size_t end) {
+        double* const to = combination.out->top.get();
+        const auto first = combination.terms.begin();
+        for (std::size_t k = begin; k < end; ++k) {
+            to[k] = first->factor * first->matrix->top[k];
+        }
+        for (auto term = first + 1; term != combination.terms.end(); ++term) {
+            const double* const from = term->matrix->top.get();
             for (std::size_t k = begin; k < end; ++k) {
-                to[k] = first->factor * first->matrix->top[k];
+                to[k] += term->factor * from[k];
             }
-            for (auto term = first + 1; term != terms.end(); ++term) {
-                const double* const from = term->matrix->top.get();
-                for (std::size_t k = begin; k < end; ++k) {
-                    to[k] += term->factor * from[k];
-                }
-            }
-        }
-        double corner = constant;
-        for (const Term& term : terms) {
-            corner += term.factor * term.matrix->corner;
-        }
-        out.corner = corner;
-        const std::size_t step = static_cast<std::size_t>(n_) + 1;
-        for (std::size_t k = 0; k < static_cast<std::size_t>(n_); ++k) {
-            out.top[k * step] += constant;
         }
     }
 
@@ -208,7 +230,7 @@ class SeriesExponential {
         const double excess = std::max(bounds_.root(19) / limitOf18, size / largestNorm);
         const int scaling = std::max(0, static_cast<int>(std::ceil(std::log2(excess))));
         evaluate18(a6, std::ldexp(1.0, -scaling));
-        Augmented next = fresh();
+        Augmented next = std::move(a_);
         for (int k = 0; k < scaling; ++k) {
             addProduct(result_, result_, 0.0, next);
             std::swap(result_, next);
@@ -244,33 +266,38 @@ class SeriesExponential {
         Augmented b1 = fresh();
         Augmented b5 = fresh();
         Augmented a9 = fresh();
-        combine(b1, 0.0,
-                {{-0.10036558103014462001 * f, &a_},
-                 {-0.00802924648241156960 * f2, &a2_},
-                 {-0.00089213849804572995 * f3, &a3_}});
-        combine(b5, 0.0,
-                {{-0.09233646193671185927 * f2, &a2_},
-                 {-0.01693649390020817171 * f3, &a3_},
-                 {-0.00001400867981820361 * f6, &a6}});
-        combine(a9, -0.0904316832390810561,
-                {{-0.06764045190713819075 * f, &a_},
-                 {0.06759613017704596460 * f2, &a2_},
-                 {0.02955525704293155274 * f3, &a3_},
-                 {-0.00001391802575160607 * f6, &a6}});
+        combine({{&b1,
+                  0.0,
+                  {{-0.10036558103014462001 * f, &a_},
+                   {-0.00802924648241156960 * f2, &a2_},
+                   {-0.00089213849804572995 * f3, &a3_}}},
+                 {&b5,
+                  0.0,
+                  {{-0.09233646193671185927 * f2, &a2_},
+                   {-0.01693649390020817171 * f3, &a3_},
+                   {-0.00001400867981820361 * f6, &a6}}},
+                 {&a9,
+                  -0.0904316832390810561,
+                  {{-0.06764045190713819075 * f, &a_},
+                   {0.06759613017704596460 * f2, &a2_},
+                   {0.02955525704293155274 * f3, &a3_},
+                   {-0.00001391802575160607 * f6, &a6}}}});
         addProduct(b1, b5, 1.0, a9);
         Augmented left = std::move(b1);
-        combine(left, -10.9676396052962062593,
-                {{1.0, &a9},
-                 {1.68015813878906197182 * f, &a_},
-                 {0.05717798464788655127 * f2, &a2_},
-                 {-0.00698210122488052084 * f3, &a3_},
-                 {0.00003349750170860705 * f6, &a6}});
         result_ = std::move(b5);
-        combine(result_, 0.0,
-                {{0.39784974949964507614 * f, &a_},
-                 {1.36783778460411719922 * f2, &a2_},
-                 {0.49828962252538267755 * f3, &a3_},
-                 {-0.00063789819459472330 * f6, &a6}});
+        combine({{&left,
+                  -10.9676396052962062593,
+                  {{1.0, &a9},
+                   {1.68015813878906197182 * f, &a_},
+                   {0.05717798464788655127 * f2, &a2_},
+                   {-0.00698210122488052084 * f3, &a3_},
+                   {0.00003349750170860705 * f6, &a6}}},
+                 {&result_,
+                  0.0,
+                  {{0.39784974949964507614 * f, &a_},
+                   {1.36783778460411719922 * f2, &a2_},
+                   {0.49828962252538267755 * f3, &a3_},
+                   {-0.00063789819459472330 * f6, &a6}}}});
         addProduct(left, a9, 1.0, result_);
     }
 
