@@ -186,6 +186,18 @@ MatrixSoft<double> sumOf(const BasicMatrix<double>& left, const BasicMatrix<doub
     return result;
 }
 
+/// left * right of two plain matrices of at most largestSmallOrder. A function of its own, for its result then arises
+/// where the caller wants it: compilers copy one of several that a function may return.
+MatrixSoft<double> productOfSmall(const BasicMatrix<double>& left, const BasicMatrix<double>& right) {
+    const int rowCount = plainRows(left);
+    const int colCount = plainCols(right);
+    const int inner = plainCols(left);
+    require(inner == plainRows(right), "Matrix * Matrix");
+    MatrixSoft<double> result(rowCount, colCount);
+    detail::smallProduct(rowCount, colCount, inner, smallOperand(left), smallOperand(right), result.array.data);
+    return result;
+}
+
 /// Applies work to every element of the view, in walking order.
 template <class Work>
 void forElements(BasicMatrix<double>& matrix, Work work) {
@@ -253,11 +265,7 @@ void inPlace::subtract(BasicMatrix<double>& left, const BasicMatrix<double>& rig
 MatrixSoft<double> operator*(const BasicMatrix<double>& left, const BasicMatrix<double>& right) {
     if (left.isPlain() && right.isPlain() && isSmall(plainRows(left)) && isSmall(plainCols(left)) &&
         isSmall(plainCols(right))) {
-        require(plainCols(left) == plainRows(right), "Matrix * Matrix");
-        MatrixSoft<double> result(plainRows(left), plainCols(right));
-        detail::smallProduct(plainRows(left), plainCols(right), plainCols(left), smallOperand(left),
-                             smallOperand(right), result.array.data);
-        return result;
+        return productOfSmall(left, right);
     }
     const int inner = left.cols();
     require(inner == right.rows(), "Matrix * Matrix");
