@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstddef>
 #include <initializer_list>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -24,7 +25,7 @@ constexpr double limitOf2 = 2.580e-8;
 constexpr double limitOf4 = 3.397e-4;
 constexpr double limitOf8 = 4.991e-2;
 constexpr double limitOf12 = 2.996e-1;
-constexpr double limitOf18 = 1.090;
+constexpr double limitOf21 = 1.758;
 // The norm itself up to which the polynomial may be evaluated: roundings of the powers add up to eps exp(norm). They
 // follow the 2-norm. That of row sums, a bound that is up to the root of the order larger, serves where it is small.
 constexpr double largestNorm = 4.0;
@@ -32,6 +33,13 @@ constexpr double largestNorm = 4.0;
 constexpr double goldenRatio = 0.61803398874989485;
 // Steps of power iteration for an estimate of the 2-norm, which is seldom more than a few tenths below it by then.
 constexpr int normSteps = 8;
+// Random vectors that sample the norm of a power, and the factor by which the result is taken for larger. The root mean
+// square of eight comes out below half the norm for one matrix of rank one in fifty, and below a seventh for one in
+// 500,000, which adds eight times 2^-53 to the backward error; of a higher rank it is closer.
+constexpr int sampleCount = 8;
+constexpr double sampleReserve = 2.0;
+// The order at which six products with them cost as much as one of order n.
+constexpr int sampleCost = 96;
 // Elements that linear combinations treat at a time, so that those of seven matrices stay in the first-level cache.
 constexpr std::size_t stripLength = 512;
 
@@ -89,14 +97,15 @@ class SeriesExponential {
 
     Augmented fresh() const { return {WorkArray(length()), 0.0}; }
 
-    /// r = p q + beta r.
-    void addProduct(const Augmented& p, const Augmented& q, double beta, Augmented& r) const {
-        lapack::gemm(Op::none, Op::none, n_, n_ + m_, n_, 1.0, p.top.get(), n_, q.top.get(), n_, beta, r.top.get(), n_);
+    /// r = factor p q + beta r.
+    void addProduct(const Augmented& p, const Augmented& q, double beta, Augmented& r, double factor = 1.0) const {
+        lapack::gemm(Op::none, Op::none, n_, n_ + m_, n_, factor, p.top.get(), n_, q.top.get(), n_, beta, r.top.get(),
+                     n_);
         const std::size_t right = static_cast<std::size_t>(n_) * static_cast<std::size_t>(n_);
         for (std::size_t k = right; k < length(); ++k) {
-            r.top[k] += q.corner * p.top[k];
+            r.top[k] += factor * q.corner * p.top[k];
         }
-        r.corner = p.corner * q.corner + beta * r.corner;
+        r.corner = factor * p.corner * q.corner + beta * r.corner;
     }
 
     Augmented product(const Augmented& p, const Augmented& q) const {
@@ -110,8 +119,8 @@ class SeriesExponential {
         combine({{&out, constant, terms}});
     }
 
-    /// The same for several combinations, none of which may be a term of another, a strip of all at a time: what they
-    /// have in common is read once.
+    /// The same for several combinations, none of which may be a term of a later one, a strip of all at a time: what
+    /// they have in common is read once.
     void combine(std::initializer_list<Combination> combinations) const {
         for (std::size_t begin = 0; begin < length(); begin += stripLength) {
             const std::size_t end = std::min(length(), begin + stripLength);
@@ -213,6 +222,34 @@ class SeriesExponential {
         addProduct(left, right, 1.0, result_);
     }
 
+    static int squaringsFor(double excess) { return excess > 1.0 ? static_cast<int>(std::ceil(std::log2(excess))) : 0; }
+
+    /// bounds_.root(22), with Frobenius norms of powers up to the twelfth in place of row sums of the first three. Each
+    /// comes from the lengths of its products with a few random vectors. Such a norm may be as far above the 2-norm as
+    /// row sums are, but of a twelfth power the twelfth root is taken.
+    double sampledRoot() const {
+        std::mt19937_64 numbers;
+        std::uniform_real_distribution<double> uniform(-std::sqrt(3.0), std::sqrt(3.0));
+        std::vector<double> x(static_cast<std::size_t>(n_) * sampleCount);
+        std::generate(x.begin(), x.end(), [&] { return uniform(numbers); });
+        PowerBounds bounds;
+        const auto multiplied = [&](const Augmented& matrix, const std::vector<double>& vectors, int power) {
+            std::vector<double> product(vectors.size());
+            lapack::gemm(Op::none, Op::none, n_, sampleCount, n_, 1.0, matrix.top.get(), n_, vectors.data(), n_, 0.0,
+                         product.data(), n_);
+            const double length = lapack::nrm2(n_ * sampleCount, product.data(), 1) / std::sqrt(double{sampleCount});
+            bounds.set(power, std::max(sampleReserve * length, std::pow(std::fabs(a_.corner), power)));
+            return product;
+        };
+        x = multiplied(a3_, x, 3);
+        x = multiplied(a3_, x, 6);
+        x = multiplied(a3_, x, 9);
+        multiplied(a_, x, 10);
+        multiplied(a2_, x, 11);
+        multiplied(a3_, x, 12);
+        return bounds.root(22);
+    }
+
     bool evaluateHigher(double norm) {
         a3_ = product(a_, a2_);
         if (!std::isfinite(note(3, a3_))) {
@@ -223,13 +260,13 @@ class SeriesExponential {
             evaluate12();
             return true;
         }
-        const Augmented a6 = product(a3_, a3_);
-        if (!std::isfinite(note(6, a6))) {
-            return false;
+        const double bySize = size / largestNorm;
+        double byPowers = bounds_.root(22) / limitOf21;
+        if ((squaringsFor(byPowers) - squaringsFor(bySize)) * n_ > sampleCost) {
+            byPowers = std::min(byPowers, sampledRoot() / limitOf21);
         }
-        const double excess = std::max(bounds_.root(19) / limitOf18, size / largestNorm);
-        const int scaling = std::max(0, static_cast<int>(std::ceil(std::log2(excess))));
-        evaluate18(a6, std::ldexp(1.0, -scaling));
+        const int scaling = squaringsFor(std::max(byPowers, bySize));
+        evaluate21(std::ldexp(1.0, -scaling));
         Augmented next = std::move(a_);
         for (int k = 0; k < scaling; ++k) {
             addProduct(result_, result_, 0.0, next);
@@ -259,46 +296,49 @@ class SeriesExponential {
     }
 
     /// The polynomial of the matrix times a factor.
-    void evaluate18(const Augmented& a6, double f) {
+    void evaluate21(double f) {
         const double f2 = f * f;
         const double f3 = f2 * f;
-        const double f6 = f3 * f3;
-        Augmented b1 = fresh();
-        Augmented b5 = fresh();
-        Augmented a9 = fresh();
-        combine({{&b1,
-                  0.0,
-                  {{-0.10036558103014462001 * f, &a_},
-                   {-0.00802924648241156960 * f2, &a2_},
-                   {-0.00089213849804572995 * f3, &a3_}}},
-                 {&b5,
-                  0.0,
-                  {{-0.09233646193671185927 * f2, &a2_},
-                   {-0.01693649390020817171 * f3, &a3_},
-                   {-0.00001400867981820361 * f6, &a6}}},
-                 {&a9,
-                  -0.0904316832390810561,
-                  {{-0.06764045190713819075 * f, &a_},
-                   {0.06759613017704596460 * f2, &a2_},
-                   {0.02955525704293155274 * f3, &a3_},
-                   {-0.00001391802575160607 * f6, &a6}}}});
-        addProduct(b1, b5, 1.0, a9);
-        Augmented left = std::move(b1);
-        result_ = std::move(b5);
+        Augmented left = fresh();
+        combine(left, 0.0,
+                {{1.4153242342651282345e-4 * f, &a_},
+                 {9.7273119291048367828e-6 * f2, &a2_},
+                 {8.3642045627164039144e-7 * f3, &a3_}});
+        Augmented y0 = fresh();
+        addProduct(a3_, left, 0.0, y0, f3);
+        Augmented right = fresh();
+        Augmented y1 = fresh();
         combine({{&left,
-                  -10.9676396052962062593,
-                  {{1.0, &a9},
-                   {1.68015813878906197182 * f, &a_},
-                   {0.05717798464788655127 * f2, &a2_},
-                   {-0.00698210122488052084 * f3, &a3_},
-                   {0.00003349750170860705 * f6, &a6}}},
-                 {&result_,
                   0.0,
-                  {{0.39784974949964507614 * f, &a_},
-                   {1.36783778460411719922 * f2, &a2_},
-                   {0.49828962252538267755 * f3, &a3_},
-                   {-0.00063789819459472330 * f6, &a6}}}});
-        addProduct(left, a9, 1.0, result_);
+                  {{1.0, &y0},
+                   {0.71660226428751329924 * f, &a_},
+                   {0.016248068508814449496 * f2, &a2_},
+                   {0.0059413238694081596609 * f3, &a3_}}},
+                 {&right,
+                  0.0,
+                  {{1.0, &y0}, {-0.0065245255293971552582 * f2, &a2_}, {-0.0017239650325682732727 * f3, &a3_}}},
+                 {&y1,
+                  0.0,
+                  {{40.833051410822242512, &y0},
+                   {-0.0083880410203329003994 * f2, &a2_},
+                   {0.014213803808210910280 * f3, &a3_}}}});
+        addProduct(left, right, 1.0, y1);
+        combine({{&left,
+                  0.0,
+                  {{1.0, &y1},
+                   {2.1894827353087483537 * f, &a_},
+                   {0.62565052402702841958 * f2, &a2_},
+                   {0.052055999193503563256 * f3, &a3_}}},
+                 {&right, 0.0, {{1.0, &y1}, {-27.785272738459793173, &y0}, {0.27768948384859539540 * f, &a_}}},
+                 {&y0,
+                  1.0,
+                  {{58.853349290036111503, &y0},
+                   {0.11865484306696043378, &y1},
+                   {f, &a_},
+                   {-0.10700104897239031624 * f2, &a2_},
+                   {0.012493070202923288957 * f3, &a3_}}}});
+        result_ = std::move(y0);
+        addProduct(left, right, 1.0, result_);
     }
 
     int n_;

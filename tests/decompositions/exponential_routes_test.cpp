@@ -141,6 +141,38 @@ TEST(ExponentialRoutes, TheSeriesHoldsWhereRowSumsAreFarAboveTheTwoNorm) {
     }
 }
 
+TEST(ExponentialRoutes, TheSeriesOfARotationHoldsForEveryAngle) {
+    // Order 2 leaves little rounding, in which the end of a series could hide, and all norms are the angle: just below
+    // the limit of a polynomial its own error is largest.
+    for (double angle = 1e-9; angle < 40.0; angle *= 1.01) {
+        const Matrix<double> exact =
+            matrixOf({{std::cos(angle), -std::sin(angle)}, {std::sin(angle), std::cos(angle)}});
+        EXPECT_LE(relativeDifference(bySeries(matrixOf({{0, -angle}, {angle, 0}})), exact),
+                  20.0 * unitRoundoff * std::max(1.0, angle))
+            << angle;
+    }
+}
+
+TEST(ExponentialRoutes, TheSeriesHoldsForPowersOfRankOneWhoseNormsAreSampled) {
+    // Of such matrices samples tell least.
+    NormalNumbers numbers(5108);
+    const int n = 150;
+    for (double eigenvalue = 1.2; eigenvalue < 12.0; eigenvalue *= 1.1) {
+        for (const double sign : {1.0, -1.0, 1.0, -1.0}) {
+            Matrix<double> direction = randomMatrix(n, 1, numbers);
+            direction *= 1.0 / frobeniusNorm(direction);
+            const Matrix<double> projector = direction * direction.transpose();
+            const Matrix<double> a = projector * (sign * eigenvalue);
+            const Matrix<double> exact = Matrix<double>().identity(n) + projector * std::expm1(sign * eigenvalue);
+            const Matrix<double> result = bySeries(a);
+            // Sums of n products err like a random walk; squarings double what was there before.
+            EXPECT_LE(relativeDifference(result, exact), 4.0 * std::sqrt(n) * unitRoundoff * eigenvalue)
+                << sign * eigenvalue;
+            EXPECT_TRUE(identical(bySeries(a), result));
+        }
+    }
+}
+
 TEST(ExponentialRoutes, TheSeriesIsNotWorseFarFromNormal) {
     NormalNumbers numbers(5104);
     for (const double departure : {1.0, 1e2, 1e4}) {

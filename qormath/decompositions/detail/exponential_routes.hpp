@@ -14,15 +14,18 @@ QorMathLA::Matrix<double> exponentialByApproximant(QorMathLA::Matrix<double> m);
 /// packed; n is at least 1. False where the result, or a power of a on the way to it, is not finite; top is then of no
 /// use.
 ///
-/// Scaling and squaring of the Taylor polynomial of degree 2, 4, 8, 12 or 18, each evaluated in the fewest products,
-/// with nothing to divide by. Degree and scaling go by the norms of those powers of a that are computed anyway, so that
-/// a matrix far from normal is not scaled down for its norm's sake. They go by a and d alone: the top right block is
-/// linear in b.
+/// Scaling and squaring of the Taylor polynomial of degree 2, 4, 8, 12 or 21, each evaluated in the fewest products,
+/// with nothing to divide by. The largest has three terms more, which come close to those of the series. Degree and
+/// scaling go by the norms of those powers of a that are computed anyway, and in large matrices by estimates for some
+/// higher ones, so that a matrix far from normal is not scaled down for its norm's sake. They go by a and d alone: the
+/// top right block is linear in b.
 ///
 /// Sources: P. Bader, S. Blanes, F. Casas, "Computing the matrix exponential with an optimized Taylor polynomial
-/// approximation", Mathematics 7 (2019), 1174; norms of powers: A. H. Al-Mohy, N. J. Higham, "A new scaling and
-/// squaring algorithm for the matrix exponential", SIAM J. Matrix Anal. Appl. 31 (2009), 970-989. Cost: at most five
-/// products of order n, and one for each squaring.
+/// approximation", Mathematics 7 (2019), 1174; degree 21: J. Sastre, J. Ibáñez, E. Defez, "Boosting the computation of
+/// the matrix exponential", Appl. Math. Comput. 340 (2019), 206-220, with coefficients of our own, chosen for little
+/// cancellation; norms of powers: A. H. Al-Mohy, N. J. Higham, "A new scaling and squaring algorithm for the matrix
+/// exponential", SIAM J. Matrix Anal. Appl. 31 (2009), 970-989. Cost: at most five products of order n, and one for
+/// each squaring.
 bool exponentialBySeries(int n, int m, double d, std::vector<double>& top);
 
 }  // namespace qormath::decompositions

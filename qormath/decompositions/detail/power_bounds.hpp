@@ -14,12 +14,13 @@ class PowerBounds {
   public:
     PowerBounds() { logNorms_.fill(std::numeric_limits<double>::infinity()); }
 
+    /// The powers are set in rising order.
     void set(int power, double norm) {
         logNorms_[static_cast<std::size_t>(power)] = std::log(norm);
         largest_ = power;
     }
 
-    /// A number whose k-th power is no less than the norm of the matrix's for all k from first on. Beyond first + 5 one
+    /// A number whose k-th power is no less than the norm of the matrix's for all k from first on. Far beyond it, one
     /// more factor of the largest known power is taken off at a time.
     double root(int first) const {
         std::vector<double> logs(static_cast<std::size_t>(first + largest_));
@@ -40,7 +41,7 @@ class PowerBounds {
   private:
     double at(int power) const { return logNorms_[static_cast<std::size_t>(power)]; }
 
-    std::array<double, 7> logNorms_{};
+    std::array<double, 13> logNorms_{};
     int largest_ = 0;
 };
 
