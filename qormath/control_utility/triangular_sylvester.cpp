@@ -2,6 +2,7 @@
 #include <vector>
 
 #include <qormath/control_utility/quasi_triangular.hpp>
+#include <qormath/control_utility/small_sylvester.hpp>
 #include <qormath/control_utility/triangular_sylvester.hpp>
 #include <qormath/lapack/lapack.hpp>
 
@@ -10,8 +11,8 @@ namespace {
 
 using lapack::Op;
 
-// Up to this order LAPACK's column-wise kernel on packed copies is faster than further cuts.
-constexpr int leafOrder = 32;
+// Up to this order a column-wise kernel on packed copies is faster than further cuts.
+constexpr int leafOrder = largestSmallSylvester;
 
 // Each update of a block of c adds a product of at most this size, about 1e271, and a block is updated at most once a
 // cut of either order, which is less than 64 times. The room above it keeps LAPACK's guards for small systems, which
@@ -47,6 +48,9 @@ class RecursiveSolver {
   private:
     Outcome solveLeaf(int m, int n, const double* a, const double* b, double* c) {
         Outcome outcome;
+        if (solveSmallSylvester(opA_, opB_, sign_, m, n, a, lda_, b, ldb_, c, ldc_, outcome.largest)) {
+            return outcome;
+        }
         copyQuasiTriangular(m, a, lda_, leafA_.data(), leafOrder);
         copyQuasiTriangular(n, b, ldb_, leafB_.data(), leafOrder);
         const int info = lapack::trsyl(opA_, opB_, sign_, m, n, leafA_.data(), leafOrder, leafB_.data(), leafOrder, c,

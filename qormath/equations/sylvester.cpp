@@ -16,7 +16,9 @@ void QorMathControl::SylvesterEquation(Matrix<double>& x, const Matrix<double>& 
     Vector<double> wr, wi;
     SchurDecomposition(a, ta, u, wr, wi, schurUnordered);
     SchurDecomposition(b, tb, v, wr, wi, schurUnordered);
-    x = product(product(u.transpose() * -1.0, c), v);
+    Matrix<double> rotated = product(u.transpose(), c);
+    rotated *= -1.0;
+    x = product(rotated, v);
     double* const f = x.numericData(true);
     const double* const factorB = tb.numericData(true);
     const double* const factorA = ta.numericData(true);
