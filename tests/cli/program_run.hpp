@@ -85,9 +85,6 @@ inline void arrangeStreams(const RunOptions& options) {
         }
     }
     arrangeStreams(options);
-    if (options.largestFile) {
-        setenv("GCOV_PREFIX", "/dev/null", 1);  // counts of what has run, where they are kept, would be cut off, too
-    }
     limit(RLIMIT_FSIZE, options.largestFile);
     limit(RLIMIT_AS, options.largestMemory);
     if (!options.isPrivileged) {
@@ -117,6 +114,10 @@ inline ProgramRun runQormath(const std::vector<std::string>& arguments, const Ru
         throw std::runtime_error("fork failed");
     }
     if (child == 0) {
+        if (options.largestFile) {
+            // Counts of what has run, where they are kept, would be cut off, too.
+            setenv("GCOV_PREFIX", folder.file("counts").c_str(), 1);
+        }
         becomeProgram(words, out, err, options);
     }
     int state = 0;
