@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include <qormath/control_utility/quasi_triangular.hpp>
@@ -13,6 +14,7 @@ using lapack::Op;
 
 // Up to this order a column-wise kernel on packed copies is faster than further cuts.
 constexpr int leafOrder = largestSmallSylvester;
+constexpr std::size_t leafElements = std::size_t{leafOrder} * leafOrder;
 
 // Each update of a block of c adds a product of at most this size, about 1e271, and a block is updated at most once a
 // cut of either order, which is less than 64 times. The room above it keeps LAPACK's guards for small systems, which
@@ -51,6 +53,8 @@ class RecursiveSolver {
         if (solveSmallSylvester(opA_, opB_, sign_, m, n, a, lda_, b, ldb_, c, ldc_, outcome.largest)) {
             return outcome;
         }
+        leafA_.resize(leafElements);
+        leafB_.resize(leafElements);
         copyQuasiTriangular(m, a, lda_, leafA_.data(), leafOrder);
         copyQuasiTriangular(n, b, ldb_, leafB_.data(), leafOrder);
         const int info = lapack::trsyl(opA_, opB_, sign_, m, n, leafA_.data(), leafOrder, leafB_.data(), leafOrder, c,
@@ -132,8 +136,8 @@ class RecursiveSolver {
     double largestA_;
     double largestB_;
     int info_ = 0;
-    std::vector<double> leafA_ = std::vector<double>(leafOrder * leafOrder);
-    std::vector<double> leafB_ = std::vector<double>(leafOrder * leafOrder);
+    std::vector<double> leafA_;
+    std::vector<double> leafB_;
 };
 
 }  // namespace
