@@ -175,8 +175,8 @@ class SmallSylvester {
     }
 
     bool solveBlock(int i, int rows, int j, int columns) {
-        const double size = std::max(a_.largestOfBlock[static_cast<std::size_t>(i)],
-                                     b_.largestOfBlock[static_cast<std::size_t>(j)]);
+        const double size =
+            std::max(a_.largestOfBlock[static_cast<std::size_t>(i)], b_.largestOfBlock[static_cast<std::size_t>(j)]);
         if (!(size >= leastBlock_)) {
             return false;
         }
@@ -189,8 +189,8 @@ class SmallSylvester {
         }
         double* const second = x(j + columns - 1) + i;
         if (columns == 1) {
-            System<2> system = {{{a_(i, i) + b_(j, j), a_(i, i + 1), first[0]},
-                                 {a_(i + 1, i), a_(i + 1, i + 1) + b_(j, j), first[1]}}};
+            System<2> system = {
+                {{a_(i, i) + b_(j, j), a_(i, i + 1), first[0]}, {a_(i + 1, i), a_(i + 1, i + 1) + b_(j, j), first[1]}}};
             const bool clear = eliminate<2>(system, least);
             first[0] = system[0][2];
             first[1] = system[1][2];

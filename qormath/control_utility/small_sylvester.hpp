@@ -16,8 +16,8 @@ constexpr int largestSmallSylvester = 32;
 /// element of x that passes 2^900 or is no number.
 ///
 /// R. H. Bartels, G. W. Stewart, "Solution of the matrix equation AX + XB = C", Comm. ACM 15, 1972, with the systems of
-/// two and four unknowns by elimination with row pivots. m n (m + n) multiplications and additions, in a third of the
-/// time of DTRSYL.
+/// two and four unknowns by elimination with row pivots. m n (m + n) multiplications and additions, in 0.6 of the time
+/// of DTRSYL, and in 0.4 where all eigenvalues are complex.
 bool solveSmallSylvester(lapack::Op opA, lapack::Op opB, int sign, int m, int n, const double* a, int lda,
                          const double* b, int ldb, double* c, int ldc, double& largest);
 

@@ -127,8 +127,7 @@ TEST(SmallSylvester, AgreesWithTheColumnwiseKernelInEveryForm) {
                                                  frobeniusNorm(columnwise.x);
                             EXPECT_LE(frobeniusNorm(difference(answer.x, columnwise.x)), bound)
                                 << m << ' ' << n << ' ' << pairShare << ' ' << sign;
-                            EXPECT_EQ(answer.largest,
-                                      lapack::lange(lapack::Norm::maxAbs, m, n, answer.x.data(), m));
+                            EXPECT_EQ(answer.largest, lapack::lange(lapack::Norm::maxAbs, m, n, answer.x.data(), m));
                         }
                     }
                 }
@@ -146,7 +145,7 @@ TEST(SmallSylvester, AnswersOnlyWhereTheColumnwiseKernelNeitherPerturbsNorScales
         for (const double im : {0.0, 0.7}) {
             for (const double distance : {0.0, 0.3}) {
                 // Blocks of one and two rows each, the eigenvalues of b being those of -a but for the gap.
-                Equation e{Op::none, Op::none, 1, block(1.0, im), block(-1.0 + gap, distance == 0.0 ? im : distance),
+                Equation e{Op::none,   Op::none, 1, block(1.0, im), block(-1.0 + gap, distance == 0.0 ? im : distance),
                            RawMatrix()};
                 e.c = randomRight(e.a.rows, e.b.rows, numbers);
                 const Columnwise columnwise = byLapack(e);
@@ -186,7 +185,11 @@ TEST(SmallSylvester, LeavesBlocksFarBelowTheLargestElementToOthers) {
         large(0, 1) = 0x1p25;
         const RawMatrix other = block(3.0, 0.0);
         const auto equation = [&] {
-            return Equation{Op::none, Op::none, 1, inA ? large : other, inA ? other : large,
+            return Equation{Op::none,
+                            Op::none,
+                            1,
+                            inA ? large : other,
+                            inA ? other : large,
                             RawMatrix(inA ? 2 : 1, inA ? 1 : 2, 1.0)};
         };
         EXPECT_TRUE(answerTo(equation()).given);
