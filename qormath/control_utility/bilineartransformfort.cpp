@@ -69,8 +69,7 @@ class ScaledFactorisation {
     /// of the inverse itself, which the estimate can only take for smaller. Neither where the sum is below one of its
     /// terms, so that it would lose digits that a solution has, nor where it is close to what a number can hold.
     bool intoMap(double factor, double sign, double scale, double* result) && {
-        invertFactors(n_, lu_.get());
-        const std::vector<int> order = columnsOfInverse(n_, pivots_.data());
+        const std::vector<int> order = invertFactors(n_, lu_.get(), pivots_.data());
         double ofInverse = 0.0;
         double ofSum = 0.0;
         double total = 0.0;

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <numeric>
 #include <utility>
+#include <vector>
 
 #include <qormath/control_utility/inverse.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
@@ -16,21 +17,21 @@ using lapack::Op;
 using lapack::Side;
 using lapack::Triangle;
 
-// Up to this order a triangle is inverted by substitution in columns of the identity. At orders of 400 and 800 leaves
-// of 32 and 64 took the same time, 100 a tenth more.
+// Up to this order a triangle is inverted by substitution in rows of the identity. At orders of 400 and 800 leaves of
+// 32 and 64 took the same time, 100 a twentieth more.
 constexpr int leafOrder = 64;
-// Halves are of a multiple of this order, so that their products fill the registers of the kernels.
+// Halves begin at a multiple of this order, so that their products fill the registers of the kernels.
 constexpr int registerOrder = 8;
-// Columns of l that are taken out and solved with at a time. At orders of 400 and 800 widths of 100 to 400 took the
-// same time, within the noise; a narrow one needs least room.
-constexpr int blockWidth = 128;
+// Columns of l that are taken out and solved with at a time. At orders of 400 and 800 widths of 144 to 224 took the
+// same time, but for the multiples of 64, a tenth more, and 96, a twentieth more; a narrow one needs least room.
+constexpr int blockWidth = 160;
 
 /// The inverse of an upper triangle in its place; what is below the diagonal is neither read nor written.
 void invertUpper(int n, double* u, int ldu) {
     if (n <= leafOrder) {
         double leaf[leafOrder * leafOrder];
         lapack::laset(n, n, 0.0, 1.0, leaf, leafOrder);
-        lapack::trsm(Side::left, Triangle::upper, Op::none, Diagonal::stored, n, n, 1.0, u, ldu, leaf, leafOrder);
+        lapack::trsm(Side::right, Triangle::upper, Op::none, Diagonal::stored, n, n, 1.0, u, ldu, leaf, leafOrder);
         lapack::lacpy(Triangle::upper, n, n, leaf, leafOrder, u, ldu);
         return;
     }
@@ -45,36 +46,45 @@ void invertUpper(int n, double* u, int ldu) {
     invertUpper(bottom, last, ldu);
 }
 
-/// Moves what is below the diagonal of a matrix of so many columns to the same place of another one, and leaves zeros.
-void takeOutLower(int rows, int columns, double* from, int ldfrom, double* to, int ldto) {
-    for (int j = 0; j < columns; ++j) {
-        double* const source = at(from, ldfrom, j + 1, j);
-        std::copy_n(source, rows - j - 1, at(to, ldto, j + 1, j));
-        std::fill_n(source, rows - j - 1, 0.0);
+void reverseColumns(int n, double* a) {
+    for (int j = 0; j < n / 2; ++j) {
+        std::swap_ranges(at(a, n, 0, j), at(a, n, 0, j + 1), at(a, n, 0, n - 1 - j));
+    }
+}
+
+/// Moves what is below the diagonal in columns [n - end, n - first) of l, which stand in reverse order, to the columns
+/// of another array, rows in reverse order as well, and leaves zeros.
+void takeOutLower(int n, int first, int end, double* reversed, double* to) {
+    for (int j = first; j < end; ++j) {
+        double* const last = at(reversed, n, 0, j + 1);
+        std::reverse_copy(last - j, last, at(to, n, 0, j - first));
+        std::fill_n(last - j, j, 0.0);
+    }
+}
+
+/// Makes x of x l = u^-1 in the place of u^-1 and l, its columns in reverse order: with rows and columns in that order
+/// l is an upper triangle, and BLAS libraries have a fast kernel for substitution from the right with an upper triangle
+/// rather than for that with a lower one.
+void divideByLower(int n, double* lu) {
+    reverseColumns(n, lu);
+    std::vector<double> upper(static_cast<std::size_t>(n) * static_cast<std::size_t>(std::min(n, blockWidth)));
+    for (int first = 0; first < n; first += blockWidth) {
+        const int width = std::min(blockWidth, n - first);
+        double* const columns = at(lu, n, 0, first);
+        double* const u = upper.data();
+        takeOutLower(n, first, first + width, lu, u);
+        lapack::gemm(Op::none, Op::none, n, width, first, -1.0, lu, n, u, n, 1.0, columns, n);
+        lapack::trsm(Side::right, Triangle::upper, Op::none, Diagonal::unit, n, width, 1.0, u + first, n, columns, n);
     }
 }
 
 }  // namespace
 
-void invertFactors(int n, double* lu) {
+std::vector<int> invertFactors(int n, double* lu, const int* pivots) {
     invertUpper(n, lu, n);
-    std::vector<double> lower(static_cast<std::size_t>(n) * blockWidth);
-    for (int end = n; end > 0;) {
-        const int before = std::max(0, end - blockWidth);
-        const int first = (before + registerOrder - 1) / registerOrder * registerOrder;
-        const int width = end - first;
-        double* const columns = at(lu, n, 0, first);
-        double* const l = lower.data();
-        takeOutLower(n - first, width, columns + first, n, l + first, n);
-        lapack::gemm(Op::none, Op::none, n, width, n - end, -1.0, at(lu, n, 0, end), n, l + end, n, 1.0, columns, n);
-        lapack::trsm(Side::right, Triangle::lower, Op::none, Diagonal::unit, n, width, 1.0, l + first, n, columns, n);
-        end = first;
-    }
-}
-
-std::vector<int> columnsOfInverse(int n, const int* pivots) {
+    divideByLower(n, lu);
     std::vector<int> columns(static_cast<std::size_t>(n));
-    std::iota(columns.begin(), columns.end(), 0);
+    std::iota(columns.rbegin(), columns.rend(), 0);
     for (int k = n - 1; k >= 0; --k) {
         std::swap(columns[static_cast<std::size_t>(k)], columns[static_cast<std::size_t>(pivots[k] - 1)]);
     }

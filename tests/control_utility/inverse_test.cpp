@@ -11,7 +11,6 @@
 namespace {
 
 using namespace qormath;
-using control_utility::columnsOfInverse;
 using control_utility::invertFactors;
 using test::NormalNumbers;
 using test::RawMatrix;
@@ -27,8 +26,7 @@ RawMatrix inverseOf(const RawMatrix& matrix) {
     const int n = matrix.rows;
     RawMatrix factors = matrix;
     const std::vector<int> pivots = factorise(factors);
-    invertFactors(n, factors.data());
-    const std::vector<int> columns = columnsOfInverse(n, pivots.data());
+    const std::vector<int> columns = invertFactors(n, factors.data(), pivots.data());
     RawMatrix result(n, n);
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
@@ -42,8 +40,8 @@ RawMatrix inverseOf(const RawMatrix& matrix) {
 
 TEST(Inverse, LeavesTheResidualOfItsFactors) {
     NormalNumbers numbers(411);
-    // Around the leaf of 64, around a half of it, and around blocks of 128 columns.
-    for (const int n : {1, 2, 3, 8, 63, 64, 65, 72, 127, 128, 129, 130, 200, 256, 257, 330}) {
+    // Around the leaf of 64, around a half of it, and around one and two blocks of 160 columns.
+    for (const int n : {1, 2, 3, 8, 63, 64, 65, 72, 127, 128, 129, 130, 159, 160, 161, 168, 200, 319, 320, 321, 330}) {
         SCOPED_TRACE(n);
         const RawMatrix matrix = test::rawRandom(n, n, numbers);
         const RawMatrix inverse = inverseOf(matrix);
@@ -109,6 +107,5 @@ TEST(Inverse, UndoesTheExchangesOfRows) {
 }
 
 TEST(Inverse, OfNothingIsNothing) {
-    invertFactors(0, nullptr);
-    EXPECT_TRUE(columnsOfInverse(0, nullptr).empty());
+    EXPECT_TRUE(invertFactors(0, nullptr, nullptr).empty());
 }
