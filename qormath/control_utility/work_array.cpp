@@ -2,17 +2,14 @@
 #include <new>
 
 #include <qormath/control_utility/work_array.hpp>
-
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
+#include <qormath/memory/large_pages.hpp>
 
 namespace qormath::control_utility {
 
 namespace {
 
-// Numbers in a large page of x86-64, and of arm64 with pages of 4 KB.
-constexpr std::size_t largePage = (std::size_t{1} << 21) / sizeof(double);
+// Numbers in a large page.
+constexpr std::size_t largePage = QorMathLA::largePage / sizeof(double);
 // Below this the page that is left free, though it is never touched, would be too large a share.
 constexpr std::size_t leastLargeArray = 2 * largePage;
 
@@ -32,12 +29,9 @@ WorkArray::WorkArray(std::size_t count) {
     const bool isLarge = count >= leastLargeArray;
     block_.reset(new double[isLarge ? count + largePage : count]);  // unset, unlike make_unique's
     first_ = isLarge ? alignToLargePage(block_.get(), count) : block_.get();
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
     if (isLarge) {
-        // Whole pages, all of them the array's. Advice may be refused, which costs time alone.
-        madvise(first_, count / largePage * largePage * sizeof(double), MADV_HUGEPAGE);
+        QorMathLA::adviseLargePages(first_, count * sizeof(double));
     }
-#endif
 }
 
 }  // namespace qormath::control_utility

@@ -8,11 +8,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include <qormath/core/lock_word.hpp>
 #include <qormath/core/mkl_complex16.hpp>
 #include <qormath/export.h>
+#include <qormath/memory/large_pages.hpp>
 
 namespace QorMathLA {
 
@@ -152,6 +154,12 @@ void SharedArray<T>::initialise(std::int32_t newCount, const T* source, bool ado
     auto newRefCount = std::make_unique<std::int32_t>();
     // Not make_unique: elements of arithmetic type stay unset.
     std::unique_ptr<T[]> elements(new T[static_cast<std::size_t>(newCount)]);
+    if constexpr (std::is_trivially_default_constructible_v<T>) {
+        const std::size_t bytes = static_cast<std::size_t>(newCount) * sizeof(T);
+        if (bytes >= largePage) {
+            adviseLargePages(elements.get(), bytes);
+        }
+    }
     *newRefCount = 1;
     if (source != nullptr) {
         for (std::int32_t index = 0; index < newCount; ++index) {

@@ -1,0 +1,103 @@
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <sys/mman.h>
+
+#include <qormath/core/matrix.hpp>
+#include <qormath/memory/large_pages.hpp>
+
+using QorMathLA::adviseLargePages;
+using QorMathLA::largePage;
+using QorMathLA::Matrix;
+
+namespace {
+
+bool systemHasLargePages() {
+    return std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled").good() &&
+           std::ifstream("/proc/self/smaps").good();
+}
+
+/// Whether the system was advised to put a large page under the address: the flag hg of its mapping.
+bool isAdvised(const void* address) {
+    const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+    std::ifstream mappings("/proc/self/smaps");
+    bool isWithin = false;
+    for (std::string line; std::getline(mappings, line);) {
+        std::istringstream words(line);
+        std::uintptr_t begin = 0;
+        std::uintptr_t end = 0;
+        char dash = 0;
+        if (words >> std::hex >> begin >> dash >> end && dash == '-') {
+            isWithin = begin <= wanted && wanted < end;
+        } else if (isWithin && line.starts_with("VmFlags:")) {
+            return line.find(" hg") != std::string::npos;
+        }
+    }
+    return false;
+}
+
+/// The first large page that is whole within so many bytes, or null.
+const void* firstPageWithin(const void* first, std::size_t bytes) {
+    auto* page = const_cast<void*>(first);
+    return std::align(largePage, largePage, page, bytes);
+}
+
+/// So many bytes that nobody has had before: what is freed on the heap keeps the advice that was given for it.
+struct FreshMapping {
+    explicit FreshMapping(std::size_t size)
+        : bytes(size), first(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {
+        EXPECT_NE(first, MAP_FAILED);
+    }
+
+    FreshMapping(const FreshMapping&) = delete;
+    FreshMapping& operator=(const FreshMapping&) = delete;
+
+    ~FreshMapping() { munmap(first, bytes); }
+
+    char* page() const { return static_cast<char*>(const_cast<void*>(firstPageWithin(first, bytes))); }
+
+    std::size_t bytes;
+    void* first;
+};
+
+}  // namespace
+
+TEST(LargePages, AreAskedForUnderTheElementsOfALargeMatrix) {
+    if (!systemHasLargePages()) {
+        GTEST_SKIP() << "the system has no large pages to ask for";
+    }
+    const int n = 1024;
+    const Matrix<double> matrix(n, n);
+    const void* const page = firstPageWithin(matrix.numericData(true), sizeof(double) * n * n);
+    ASSERT_NE(page, nullptr);
+    EXPECT_TRUE(isAdvised(page));
+}
+
+TEST(LargePages, AreAskedForAsFarAsWholeOnesAreWithinTheArray) {
+    if (!systemHasLargePages()) {
+        GTEST_SKIP() << "the system has no large pages to ask for";
+    }
+    const FreshMapping mapping(5 * largePage);
+    char* const page = mapping.page();
+    ASSERT_FALSE(isAdvised(page));
+    // From the middle of one page to the middle of the third: the second alone is whole.
+    adviseLargePages(page + largePage / 2, 2 * largePage);
+    EXPECT_FALSE(isAdvised(page));
+    EXPECT_TRUE(isAdvised(page + largePage));
+    EXPECT_TRUE(isAdvised(page + 2 * largePage - 1));
+    EXPECT_FALSE(isAdvised(page + 2 * largePage));
+}
+
+TEST(LargePages, OfAnArrayWithoutAWholeOneAreNotAskedFor) {
+    adviseLargePages(nullptr, 0);
+    const FreshMapping mapping(4 * largePage);
+    char* const page = mapping.page();
+    adviseLargePages(page + 1, 2 * largePage - 2);
+    for (int k = 0; k < 3; ++k) {
+        EXPECT_FALSE(isAdvised(page + static_cast<std::size_t>(k) * largePage)) << k;
+    }
+}
