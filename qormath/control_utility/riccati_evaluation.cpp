@@ -138,6 +138,20 @@ bool evaluate(const RiccatiProblem& problem, const Elements& x, Evaluation& resu
            allFinite(m, n, result.weightedB) && std::isfinite(result.terms);
 }
 
+Elements residualAfter(const RiccatiProblem& problem, const Evaluation& now, const Elements& d) {
+    const int n = problem.n;
+    const int m = problem.m;
+    // c' d c - d - (b' d c)' weight^-1 (b' d c) with the closed loop c
+    const Elements dc = product(Op::none, Op::none, n, n, n, d, now.closedLoop);
+    const Elements bdc = product(Op::transpose, Op::none, m, n, n, problem.b, dc);
+    const Elements weighted = product(Op::none, Op::none, m, n, n, now.weightedB, dc);
+    Elements result = now.residual;
+    lapack::axpy(n * n, -1.0, d.data(), 1, result.data(), 1);
+    multiplyToSymmetric(Op::transpose, Op::none, n, n, 1.0, now.closedLoop, dc, 1.0, result);
+    multiplyToSymmetric(Op::transpose, Op::none, n, m, -1.0, bdc, weighted, 1.0, result);
+    return result;
+}
+
 /// The change of q that cannot be told from none, as a multiple of the identity: rounding knows no direction.
 double uncertainty(const Evaluation& now) {
     return roundingsOfResidual * std::max(now.norm, lapack::machineEpsilon() * now.terms);

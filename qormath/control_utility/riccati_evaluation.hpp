@@ -24,6 +24,11 @@ struct Evaluation {
 /// n^3 in continuous time, and products with the inputs.
 bool evaluate(const RiccatiProblem& problem, const std::vector<double>& x, Evaluation& result);
 
+/// In discrete time, the residual of x + d for a symmetric d, from what x makes of the equation: it is quadratic in d
+/// but for the change of the weight r + b' x b, of third order, which is left out. Cost: 3 n^3 flops, and products with
+/// the inputs.
+std::vector<double> residualAfter(const RiccatiProblem& problem, const Evaluation& now, const std::vector<double>& d);
+
 /// The change of q that cannot be told from none, as a multiple of the identity: rounding knows no direction.
 double uncertainty(const Evaluation& now);
 

@@ -17,9 +17,9 @@ bool suitsSquares(const RiccatiProblem& problem);
 /// function does not show enough: that four times the uncertainty of x moves no eigenvalue by half of its distance to
 /// the limit has to be clear by far.
 ///
-/// In single precision a step is good for about six digits of the residual, which is evaluated in double precision: two
-/// or three steps take it to its rounding. Cost: three evaluations, 3 n^3 flops in double and about 60 n^3 in single
-/// precision, all in products.
+/// In single precision a solution is good for about six digits of the residual, which is evaluated in double precision:
+/// two take it to its rounding. What the first one leaves follows from the residual before it, without a further
+/// evaluation. Cost: two evaluations, 6 n^3 flops in double and about 60 n^3 in single precision, all in products.
 bool refineBySquares(const RiccatiProblem& problem, std::vector<double>& x, const Evaluation& start);
 
 }  // namespace qormath::control_utility
