@@ -47,9 +47,7 @@ Vector<double> makeCurve(const FIRScannedCurve& scanned, bool isRamp) {
     Vector<double> curve(count + 1);
     double* const elements = curve.numericData();
     elements[0] = 0.0;
-    for (int k = 1; k < count; ++k) {
-        elements[k] = firRound7(static_cast<double>(scanned.values[static_cast<std::size_t>(k - 1)]));
-    }
+    firRound7(count - 1, scanned.values.data(), elements + 1);
     elements[count] = isRamp ? scanned.gain + elements[count - 1] : scanned.gain;
     return curve;
 }

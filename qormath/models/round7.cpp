@@ -18,10 +18,11 @@ double powerOfTen(int power) {
     return powers[static_cast<std::size_t>(power + mostPower)];
 }
 
-// up brings the seven digits before the point, down takes them back.
+// up brings the seven digits before the point, down takes them back. No branch depends on a sign or, below, on digits:
+// a processor could not foresee those of a curve.
 double roundScaled(double value, double up, double down) {
     const double scaled = up * value;
-    return down * static_cast<double>(static_cast<std::int64_t>(scaled + (scaled > 0.0 ? 0.5 : -0.5)));
+    return down * static_cast<double>(static_cast<std::int64_t>(scaled + std::copysign(0.5, scaled)));
 }
 
 // floor(log10(magnitude)) by comparison with the powers. False beyond them, and so close to one that the logarithm,
@@ -36,30 +37,39 @@ bool quickExponent(double magnitude, int& exponent) {
     const int binary = static_cast<int>(std::bit_cast<std::uint64_t>(magnitude) >> 52) - 1023;
     // floor(binary * log10(2)), at most one too low.
     int power = (binary * 78913) >> 18;
-    if (magnitude >= powerOfTen(power + 1)) {
-        ++power;
-    }
+    power += static_cast<int>(magnitude >= powerOfTen(power + 1));
     exponent = power;
     return magnitude > powerOfTen(power) * (1.0 + doubtful) && magnitude < powerOfTen(power + 1) * (1.0 - doubtful);
 }
 
-}  // namespace
-
-double firRound7(double value) {
+// In place: a call a value takes longer than what it does.
+inline double round7(double value) {
     constexpr double negligible = 1e-30;
-    if (value >= -negligible && value <= negligible) {
-        return 0.0;
-    }
     const double magnitude = std::fabs(value);
     int exponent = 0;
     if (quickExponent(magnitude, exponent)) {
         return roundScaled(value, powerOfTen(6 - exponent), powerOfTen(exponent - 6));
+    }
+    if (magnitude <= negligible) {
+        return 0.0;
     }
     if (!std::isfinite(value)) {
         return value;
     }
     exponent = static_cast<int>(std::floor(std::log10(magnitude)));
     return roundScaled(value, std::pow(10.0, 6 - exponent), std::pow(10.0, exponent - 6));
+}
+
+}  // namespace
+
+double firRound7(double value) {
+    return round7(value);
+}
+
+void firRound7(int count, const float* values, double* rounded) {
+    for (int k = 0; k < count; ++k) {
+        rounded[k] = round7(static_cast<double>(values[k]));
+    }
 }
 
 }  // namespace qormath::models

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
+#include <vector>
 
 #include <qormath/models/detail/round7.hpp>
 
@@ -78,4 +79,16 @@ TEST(FirRound7, RecoversPrintedDigitsFromAFloat) {
         const double value = whole * 1e-6;
         ASSERT_NEAR(firRound7(static_cast<double>(static_cast<float>(value))), value, 4e-16 * value);
     }
+}
+
+TEST(FirRound7, OfManyValuesIsThatOfEach) {
+    const std::vector<float> values = {0.0F,        -1e-30F, 1.2345678e-20F, -9.999999e5F,
+                                       3.14159274F, -0.1F,   1e22F,          HUGE_VALF};
+    std::vector<double> rounded(values.size() + 1, 7.0);
+    firRound7(static_cast<int>(values.size()), values.data(), rounded.data());
+    for (std::size_t k = 0; k < values.size(); ++k) {
+        EXPECT_EQ(rounded[k], firRound7(static_cast<double>(values[k]))) << values[k];
+    }
+    EXPECT_EQ(rounded.back(), 7.0);
+    firRound7(0, nullptr, nullptr);
 }

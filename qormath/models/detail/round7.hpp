@@ -6,4 +6,7 @@ namespace qormath::models {
 /// result is 10^(e - 6) times x plus or minus one half, cut off. 0 for |v| up to 1e-30. Infinity and NaN stay.
 double firRound7(double value);
 
+/// The same of so many values.
+void firRound7(int count, const float* values, double* rounded);
+
 }  // namespace qormath::models
