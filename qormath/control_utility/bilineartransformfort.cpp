@@ -39,7 +39,7 @@ class ScaledFactorisation {
   public:
     ScaledFactorisation(int n, const double* a, double shift)
         : n_(n),
-          lu_(cells(n, n)),
+          lu_(cells(n, n) + workToInvert(n)),
           rowScale_(static_cast<std::size_t>(n), 1.0),
           columnScale_(static_cast<std::size_t>(n), 1.0),
           pivots_(static_cast<std::size_t>(n)) {
@@ -69,7 +69,7 @@ class ScaledFactorisation {
     /// of the inverse itself, which the estimate can only take for smaller. Neither where the sum is below one of its
     /// terms, so that it would lose digits that a solution has, nor where it is close to what a number can hold.
     bool intoMap(double factor, double sign, double scale, double* result) && {
-        const std::vector<int> order = invertFactors(n_, lu_.get(), pivots_.data());
+        const std::vector<int> order = invertFactors(n_, lu_.get(), pivots_.data(), lu_.get() + cells(n_, n_));
         double ofInverse = 0.0;
         double ofSum = 0.0;
         double total = 0.0;
@@ -159,7 +159,7 @@ class ScaledFactorisation {
     }
 
     int n_;
-    WorkArray lu_;
+    WorkArray lu_;  // and what their inversion needs, on the same large pages
     Elements rowScale_;
     Elements columnScale_;
     std::vector<int> pivots_;

@@ -65,24 +65,27 @@ void takeOutLower(int n, int first, int end, double* reversed, double* to) {
 /// Makes x of x l = u^-1 in the place of u^-1 and l, its columns in reverse order: with rows and columns in that order
 /// l is an upper triangle, and BLAS libraries have a fast kernel for substitution from the right with an upper triangle
 /// rather than for that with a lower one.
-void divideByLower(int n, double* lu) {
+void divideByLower(int n, double* lu, double* work) {
     reverseColumns(n, lu);
-    std::vector<double> upper(static_cast<std::size_t>(n) * static_cast<std::size_t>(std::min(n, blockWidth)));
     for (int first = 0; first < n; first += blockWidth) {
         const int width = std::min(blockWidth, n - first);
         double* const columns = at(lu, n, 0, first);
-        double* const u = upper.data();
-        takeOutLower(n, first, first + width, lu, u);
-        lapack::gemm(Op::none, Op::none, n, width, first, -1.0, lu, n, u, n, 1.0, columns, n);
-        lapack::trsm(Side::right, Triangle::upper, Op::none, Diagonal::unit, n, width, 1.0, u + first, n, columns, n);
+        takeOutLower(n, first, first + width, lu, work);
+        lapack::gemm(Op::none, Op::none, n, width, first, -1.0, lu, n, work, n, 1.0, columns, n);
+        lapack::trsm(Side::right, Triangle::upper, Op::none, Diagonal::unit, n, width, 1.0, work + first, n, columns,
+                     n);
     }
 }
 
 }  // namespace
 
-std::vector<int> invertFactors(int n, double* lu, const int* pivots) {
+std::size_t workToInvert(int n) {
+    return static_cast<std::size_t>(n) * static_cast<std::size_t>(std::min(n, blockWidth));
+}
+
+std::vector<int> invertFactors(int n, double* lu, const int* pivots, double* work) {
     invertUpper(n, lu, n);
-    divideByLower(n, lu);
+    divideByLower(n, lu, work);
     std::vector<int> columns(static_cast<std::size_t>(n));
     std::iota(columns.rbegin(), columns.rend(), 0);
     for (int k = n - 1; k >= 0; --k) {

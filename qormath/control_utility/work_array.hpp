@@ -8,8 +8,8 @@ namespace qormath::control_utility {
 
 /// Numbers to work on for one call, unset at first.
 ///
-/// A large array begins on a boundary of the system's large pages, and asks for them where the system leaves that to
-/// the program: to touch it first in pages of 4 KB takes a twentieth of a product of matrices of 800 rows.
+/// A large array begins on a boundary of the system's large pages and asks for them (memory/large_pages.hpp), for the
+/// last one too unless much of that were left over.
 class WorkArray {
   public:
     /// Nothing.

@@ -12,6 +12,7 @@ namespace {
 
 using namespace qormath;
 using control_utility::invertFactors;
+using control_utility::workToInvert;
 using test::NormalNumbers;
 using test::RawMatrix;
 
@@ -26,7 +27,8 @@ RawMatrix inverseOf(const RawMatrix& matrix) {
     const int n = matrix.rows;
     RawMatrix factors = matrix;
     const std::vector<int> pivots = factorise(factors);
-    const std::vector<int> columns = invertFactors(n, factors.data(), pivots.data());
+    std::vector<double> work(workToInvert(n));
+    const std::vector<int> columns = invertFactors(n, factors.data(), pivots.data(), work.data());
     RawMatrix result(n, n);
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
@@ -107,5 +109,5 @@ TEST(Inverse, UndoesTheExchangesOfRows) {
 }
 
 TEST(Inverse, OfNothingIsNothing) {
-    EXPECT_TRUE(invertFactors(0, nullptr, nullptr).empty());
+    EXPECT_TRUE(invertFactors(0, nullptr, nullptr, nullptr).empty());
 }

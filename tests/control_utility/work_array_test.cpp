@@ -7,7 +7,11 @@
 
 #include <qormath/control_utility/work_array.hpp>
 
+#include "support/advised_pages.hpp"
+
 using qormath::control_utility::WorkArray;
+using qormath::test::isAdvised;
+using qormath::test::systemHasLargePages;
 
 namespace {
 
@@ -40,6 +44,20 @@ TEST(WorkArray, BeginsOnALargePageWhereItIsLarge) {
     for (const std::size_t count : {2 * largePage / sizeof(double), 3 * largePage / sizeof(double) + 11}) {
         const WorkArray array(count);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(array.get()) % largePage, 0U);
+    }
+}
+
+TEST(WorkArray, AsksForALargePageUnderItsEndWhereItUsesMostOfThat) {
+    if (!systemHasLargePages()) {
+        GTEST_SKIP() << "the system has no large pages to ask for";
+    }
+    const std::size_t page = largePage / sizeof(double);
+    for (const std::size_t count : {2 * page, 5 * page / 2, 3 * page - 1, 9 * page + page / 4}) {
+        const WorkArray array(count);
+        EXPECT_TRUE(isAdvised(array.get())) << count;
+        EXPECT_TRUE(isAdvised(array.get() + count - 1)) << count;
+        // All of the page is the array's: the numbers before the next one can be written to.
+        array[(count + page - 1) / page * page - 1] = 1.0;
     }
 }
 

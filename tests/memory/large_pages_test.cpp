@@ -1,44 +1,21 @@
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
-#include <sstream>
-#include <string>
 #include <sys/mman.h>
 
 #include <qormath/core/matrix.hpp>
 #include <qormath/memory/large_pages.hpp>
 
+#include "support/advised_pages.hpp"
+
+using qormath::test::isAdvised;
+using qormath::test::systemHasLargePages;
 using QorMathLA::adviseLargePages;
 using QorMathLA::largePage;
 using QorMathLA::Matrix;
 
 namespace {
-
-bool systemHasLargePages() {
-    return std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled").good() &&
-           std::ifstream("/proc/self/smaps").good();
-}
-
-/// Whether the system was advised to put a large page under the address: the flag hg of its mapping.
-bool isAdvised(const void* address) {
-    const auto wanted = reinterpret_cast<std::uintptr_t>(address);
-    std::ifstream mappings("/proc/self/smaps");
-    bool isWithin = false;
-    for (std::string line; std::getline(mappings, line);) {
-        std::istringstream words(line);
-        std::uintptr_t begin = 0;
-        std::uintptr_t end = 0;
-        char dash = 0;
-        if (words >> std::hex >> begin >> dash >> end && dash == '-') {
-            isWithin = begin <= wanted && wanted < end;
-        } else if (isWithin && line.starts_with("VmFlags:")) {
-            return line.find(" hg") != std::string::npos;
-        }
-    }
-    return false;
-}
 
 /// The first large page that is whole within so many bytes, or null.
 const void* firstPageWithin(const void* first, std::size_t bytes) {
