@@ -22,8 +22,8 @@ using lapack::Triangle;
 constexpr int leafOrder = 64;
 // Halves begin at a multiple of this order, so that their products fill the registers of the kernels.
 constexpr int registerOrder = 8;
-// Columns of l that are taken out and solved with at a time. At orders of 400 and 800 widths of 144 to 224 took the
-// same time, but for the multiples of 64, a tenth more, and 96, a twentieth more; a narrow one needs least room.
+// Columns of l that are taken out and solved with at a time, as few as cost no time: at orders of 400 and 800 widths
+// from 144 to 224 took the same, 96 a twentieth and multiples of 64 a tenth more.
 constexpr int blockWidth = 160;
 
 /// The inverse of an upper triangle in its place; what is below the diagonal is neither read nor written.

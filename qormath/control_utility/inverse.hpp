@@ -9,8 +9,8 @@ namespace qormath::control_utility {
 std::size_t workToInvert(int n);
 
 /// The inverse of a regular matrix but for the order of its columns, x = u^-1 l^-1, in the place of its factors as
-/// getrf leaves them, in n by n elements with leading dimension n. Returned is, for each k, where column k of the
-/// inverse is, by the exchanges of getrf.
+/// getrf leaves them, in n by n elements with leading dimension n; work may be unset. Returned is, for each k, where
+/// column k of the inverse is, by the exchanges of getrf.
 ///
 /// The inverse of u is made by halves, with products and substitutions as large as the halves, and x from x l = u^-1 by
 /// substitution in blocks of columns. Both leave the residual of x and the matrix, in this order, within

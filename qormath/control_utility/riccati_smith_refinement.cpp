@@ -16,10 +16,11 @@ using Elements = std::vector<double>;
 
 // Below this order a Schur form is nearly as fast, and approximations are not made in single precision.
 constexpr int leastOrder = 64;
-// Each step gains as many digits as the first one, which is two at least, until only rounding is left.
+// Each step, of one solution or two, gains as many digits as the first one, which is two at least, until only rounding
+// is left.
 constexpr int mostSteps = 8;
 constexpr double gainOfFirstStep = 0x1p-8;
-// What one solution in single precision is good for at best: where the residual has further to go, a step takes two.
+// What one solution in single precision is good for: where the residual has further to go, a step takes two.
 constexpr double gainOfSolution = 0x1p-18;
 // After a fast step, a slow one tells that the residual is nothing but its own rounding.
 constexpr double gainWithinRounding = 0.5;
@@ -32,27 +33,10 @@ constexpr double leastShare = 0.5;
 // here, to a few per cent of itself where the loop is not far from normal.
 constexpr double clearMultiple = 64.0;
 
-/// What a step adds to x: the solution of the Stein equation of a Newton step, and where that is not enough, the
-/// solution for the residual that it leaves.
-Elements stepFrom(const RiccatiProblem& problem, const LoopSquares& squares, const Evaluation& now) {
-    const double settled = settledNorm(problem, now);
-    Elements d = squares.solve(now.residual, shareOfSettled * settled / now.norm);
-    if (now.norm * gainOfSolution <= settled) {
-        return d;
-    }
-    const Elements residual = residualAfter(problem, now, d);
-    const double norm = plainNorm(residual);
-    if (norm > settled) {
-        const Elements further = squares.solve(residual, shareOfSettled * settled / norm);
-        lapack::axpy(problem.n * problem.n, 1.0, further.data(), 1, d.data(), 1);
-    }
-    return d;
-}
-
 /// Takes steps until the residual is at its rounding. False where they are not fast.
 bool improve(const RiccatiProblem& problem, const LoopSquares& squares, Elements& x, Evaluation& now) {
     for (int step = 0; step < mostSteps && !isSettled(problem, now); ++step) {
-        Elements next = stepFrom(problem, squares, now);
+        Elements next = newtonStep(problem, squares, now);
         lapack::axpy(problem.n * problem.n, 1.0, x.data(), 1, next.data(), 1);
         Evaluation ahead;
         if (!evaluate(problem, next, ahead)) {
@@ -116,6 +100,21 @@ bool isSurelyStable(const RiccatiProblem& problem, const LoopSquares& squares, c
 }
 
 }  // namespace
+
+Elements newtonStep(const RiccatiProblem& problem, const LoopSquares& squares, const Evaluation& now) {
+    const double settled = settledNorm(problem, now);
+    Elements d = squares.solve(now.residual, shareOfSettled * settled / now.norm);
+    if (now.norm * gainOfSolution <= settled) {
+        return d;
+    }
+    const Elements residual = residualAfter(problem, now, d);
+    const double norm = plainNorm(residual);
+    if (norm > settled) {
+        const Elements further = squares.solve(residual, shareOfSettled * settled / norm);
+        lapack::axpy(problem.n * problem.n, 1.0, further.data(), 1, d.data(), 1);
+    }
+    return d;
+}
 
 bool suitsSquares(const RiccatiProblem& problem) {
     return problem.discrete && problem.n >= leastOrder;

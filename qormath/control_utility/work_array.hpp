@@ -6,10 +6,13 @@
 
 namespace qormath::control_utility {
 
+/// The numbers that a large array of so many takes: as many, or those of whole large pages.
+std::size_t countOnLargePages(std::size_t count);
+
 /// Numbers to work on for one call, unset at first.
 ///
 /// A large array begins on a boundary of the system's large pages and asks for them (memory/large_pages.hpp), for the
-/// last one too unless much of that were left over.
+/// last one too where what is left over of that is a quarter of the array at most.
 class WorkArray {
   public:
     /// Nothing.

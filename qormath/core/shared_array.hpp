@@ -154,10 +154,11 @@ void SharedArray<T>::initialise(std::int32_t newCount, const T* source, bool ado
     auto newRefCount = std::make_unique<std::int32_t>();
     // Not make_unique: elements of arithmetic type stay unset.
     std::unique_ptr<T[]> elements(new T[static_cast<std::size_t>(newCount)]);
+    // Constructors have touched their elements by now, for which advice comes too late.
     if constexpr (std::is_trivially_default_constructible_v<T>) {
         const std::size_t bytes = static_cast<std::size_t>(newCount) * sizeof(T);
-        if (bytes >= largePage) {
-            adviseLargePages(elements.get(), bytes);
+        if (bytes >= detail::largePage) {
+            detail::adviseLargePages(elements.get(), bytes);
         }
     }
     *newRefCount = 1;

@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstddef>
 #include <gtest/gtest.h>
+#include <limits>
 #include <vector>
 
 #include <qormath/control_utility/inverse.hpp>
@@ -27,8 +28,10 @@ RawMatrix inverseOf(const RawMatrix& matrix) {
     const int n = matrix.rows;
     RawMatrix factors = matrix;
     const std::vector<int> pivots = factorise(factors);
-    std::vector<double> work(workToInvert(n));
+    const double unread = std::numeric_limits<double>::quiet_NaN();
+    std::vector<double> work(workToInvert(n) + 1, unread);
     const std::vector<int> columns = invertFactors(n, factors.data(), pivots.data(), work.data());
+    EXPECT_TRUE(std::isnan(work.back()));
     RawMatrix result(n, n);
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {

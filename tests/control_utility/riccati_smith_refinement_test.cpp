@@ -200,6 +200,30 @@ TEST(RiccatiSmithRefinement, RefusesWhereTheFirstStepDoesNotLowerTheResidual) {
     EXPECT_EQ(x, before);
 }
 
+TEST(RiccatiSmithRefinement, AStepFromAfarTakesASecondSolution) {
+    NormalNumbers numbers(62);
+    for (const int n : {5, 40}) {
+        SCOPED_TRACE(n);
+        const RiccatiEquation e = equationOfGain(n, 0.2, 0.1, numbers);
+        const RiccatiProblem problem = problemOf(e);
+        const std::vector<double> x = nearSolution(e, 1e-3, numbers);
+        Evaluation start, afterOne, afterTwo;
+        ASSERT_TRUE(evaluate(problem, x, start));
+        LoopSquares squares;
+        ASSERT_TRUE(squares.make(n, start.closedLoop));
+        const auto sum = [&](std::vector<double> d) {
+            for (std::size_t k = 0; k < d.size(); ++k) {
+                d[k] += x[k];
+            }
+            return d;
+        };
+        ASSERT_TRUE(evaluate(problem, sum(squares.solve(start.residual)), afterOne));
+        ASSERT_TRUE(evaluate(problem, sum(newtonStep(problem, squares, start)), afterTwo));
+        // One leaves what single precision cannot tell and the square of the error, two at most its cube.
+        EXPECT_LE(afterTwo.norm, 0x1p-4 * afterOne.norm);
+    }
+}
+
 TEST(RiccatiSmithRefinement, IsForLargeDiscreteProblems) {
     NormalNumbers numbers(58);
     for (const systemType type : {discreteSystem, continuousSystem}) {

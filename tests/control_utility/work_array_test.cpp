@@ -9,9 +9,10 @@
 
 #include "support/advised_pages.hpp"
 
+using qormath::control_utility::countOnLargePages;
 using qormath::control_utility::WorkArray;
 using qormath::test::isAdvised;
-using qormath::test::systemHasLargePages;
+using qormath::test::systemTakesAdvice;
 
 namespace {
 
@@ -47,8 +48,8 @@ TEST(WorkArray, BeginsOnALargePageWhereItIsLarge) {
     }
 }
 
-TEST(WorkArray, AsksForALargePageUnderItsEndWhereItUsesMostOfThat) {
-    if (!systemHasLargePages()) {
+TEST(WorkArray, AsksForALargePageUnderItsEndWhereTheRestIsASmallShare) {
+    if (!systemTakesAdvice()) {
         GTEST_SKIP() << "the system has no large pages to ask for";
     }
     const std::size_t page = largePage / sizeof(double);
@@ -59,6 +60,17 @@ TEST(WorkArray, AsksForALargePageUnderItsEndWhereItUsesMostOfThat) {
         // All of the page is the array's: the numbers before the next one can be written to.
         array[(count + page - 1) / page * page - 1] = 1.0;
     }
+}
+
+TEST(WorkArray, TakesWholeLargePagesWhereThatIsAQuarterMoreAtMost) {
+    const std::size_t page = largePage / sizeof(double);
+    EXPECT_EQ(countOnLargePages(2 * page), 2 * page);
+    EXPECT_EQ(countOnLargePages(2 * page + 1), 2 * page + 1);
+    // Two fifths into the third page.
+    const std::size_t least = 2 * page + 2 * page / 5 + 1;
+    EXPECT_EQ(countOnLargePages(least), 3 * page);
+    EXPECT_EQ(countOnLargePages(least - 1), least - 1);
+    EXPECT_EQ(countOnLargePages(4 * page + 1), 5 * page);
 }
 
 TEST(WorkArray, IsNothingUntilItIsGivenAnArray) {

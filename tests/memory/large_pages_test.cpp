@@ -1,7 +1,9 @@
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <memory>
+#include <new>
 #include <sys/mman.h>
 
 #include <qormath/core/matrix.hpp>
@@ -10,10 +12,10 @@
 #include "support/advised_pages.hpp"
 
 using qormath::test::isAdvised;
-using qormath::test::systemHasLargePages;
-using QorMathLA::adviseLargePages;
-using QorMathLA::largePage;
+using qormath::test::systemTakesAdvice;
 using QorMathLA::Matrix;
+using QorMathLA::detail::adviseLargePages;
+using QorMathLA::detail::largePage;
 
 namespace {
 
@@ -27,7 +29,9 @@ const void* firstPageWithin(const void* first, std::size_t bytes) {
 struct FreshMapping {
     explicit FreshMapping(std::size_t size)
         : bytes(size), first(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {
-        EXPECT_NE(first, MAP_FAILED);
+        if (first == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
     }
 
     FreshMapping(const FreshMapping&) = delete;
@@ -44,7 +48,7 @@ struct FreshMapping {
 }  // namespace
 
 TEST(LargePages, AreAskedForUnderTheElementsOfALargeMatrix) {
-    if (!systemHasLargePages()) {
+    if (!systemTakesAdvice()) {
         GTEST_SKIP() << "the system has no large pages to ask for";
     }
     const int n = 1024;
@@ -55,7 +59,7 @@ TEST(LargePages, AreAskedForUnderTheElementsOfALargeMatrix) {
 }
 
 TEST(LargePages, AreAskedForAsFarAsWholeOnesAreWithinTheArray) {
-    if (!systemHasLargePages()) {
+    if (!systemTakesAdvice()) {
         GTEST_SKIP() << "the system has no large pages to ask for";
     }
     const FreshMapping mapping(5 * largePage);
@@ -70,11 +74,24 @@ TEST(LargePages, AreAskedForAsFarAsWholeOnesAreWithinTheArray) {
 }
 
 TEST(LargePages, OfAnArrayWithoutAWholeOneAreNotAskedFor) {
-    adviseLargePages(nullptr, 0);
+    if (!systemTakesAdvice()) {
+        GTEST_SKIP() << "the system has no large pages to ask for";
+    }
     const FreshMapping mapping(4 * largePage);
     char* const page = mapping.page();
     adviseLargePages(page + 1, 2 * largePage - 2);
     for (int k = 0; k < 3; ++k) {
         EXPECT_FALSE(isAdvised(page + static_cast<std::size_t>(k) * largePage)) << k;
     }
+}
+
+TEST(LargePages, LeaveErrnoAsItIs) {
+    // An address that nothing is mapped at: the system refuses.
+    const FreshMapping mapping(3 * largePage);
+    char* const page = mapping.page();
+    munmap(page, largePage);
+    errno = 0;
+    adviseLargePages(page, largePage);
+    adviseLargePages(nullptr, 0);
+    EXPECT_EQ(errno, 0);
 }

@@ -82,13 +82,16 @@ TEST(FirRound7, RecoversPrintedDigitsFromAFloat) {
 }
 
 TEST(FirRound7, OfManyValuesIsThatOfEach) {
-    const std::vector<float> values = {0.0F,        -1e-30F, 1.2345678e-20F, -9.999999e5F,
-                                       3.14159274F, -0.1F,   1e22F,          HUGE_VALF};
+    const std::vector<float> values = {0.0F,         -0.0F,       -1e-31F, -1e-30F, 1e-42F,   1.2345678e-20F,
+                                       -9.999999e5F, 3.14159274F, -0.1F,   1e22F,   HUGE_VALF};
     std::vector<double> rounded(values.size() + 1, 7.0);
     firRound7(static_cast<int>(values.size()), values.data(), rounded.data());
     for (std::size_t k = 0; k < values.size(); ++k) {
         EXPECT_EQ(rounded[k], firRound7(static_cast<double>(values[k]))) << values[k];
     }
     EXPECT_EQ(rounded.back(), 7.0);
+    const float notANumber = std::numeric_limits<float>::quiet_NaN();
+    firRound7(1, &notANumber, rounded.data());
+    EXPECT_TRUE(std::isnan(rounded.front()));
     firRound7(0, nullptr, nullptr);
 }

@@ -2,17 +2,14 @@
 
 // What the system was advised about the pages of an address, by its own account.
 
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <sys/mman.h>
 
 namespace qormath::test {
-
-inline bool systemHasLargePages() {
-    return std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled").good() &&
-           std::ifstream("/proc/self/smaps").good();
-}
 
 /// Whether the system was advised to put a large page under the address: the flag hg of its mapping.
 inline bool isAdvised(const void* address) {
@@ -31,6 +28,22 @@ inline bool isAdvised(const void* address) {
         }
     }
     return false;
+}
+
+/// Whether advice that is given to the system directly can be seen here.
+inline bool systemTakesAdvice() {
+#if defined(MADV_HUGEPAGE)
+    constexpr std::size_t bytes = std::size_t{1} << 22;
+    void* const probe = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (probe == MAP_FAILED) {
+        return false;
+    }
+    const bool isSeen = madvise(probe, bytes, MADV_HUGEPAGE) == 0 && isAdvised(probe);
+    munmap(probe, bytes);
+    return isSeen;
+#else
+    return false;
+#endif
 }
 
 }  // namespace qormath::test
