@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <qormath/control_utility/work_array.hpp>
+#include <qormath/memory/large_pages.hpp>
 
 #include "support/advised_pages.hpp"
 
@@ -13,10 +14,9 @@ using qormath::control_utility::countOnLargePages;
 using qormath::control_utility::WorkArray;
 using qormath::test::isAdvised;
 using qormath::test::systemTakesAdvice;
+using QorMathLA::detail::largePage;
 
 namespace {
-
-constexpr std::size_t largePage = std::size_t{1} << 21;
 
 /// Writes all of an array and reads it again.
 bool holds(const WorkArray& array, std::size_t count) {
