@@ -143,7 +143,7 @@ TEST(WriteFaultsOnDisk, OfAFileThatVanishesAtAnyCallLeaveNothingAndTheNextWritin
     LTIFIRModel model = largeModel();
     TemporaryFile file;
     ASSERT_TRUE(model.WriteModel(file.writableName()));
-    const std::string whole = fileContents(file.name());
+    const std::string whole = textOfFile(file.name());
     long calls = 0;
     for (bool hasVanished = true; hasVanished; ++calls) {
         const long before = liveBlocks();
@@ -155,7 +155,7 @@ TEST(WriteFaultsOnDisk, OfAFileThatVanishesAtAnyCallLeaveNothingAndTheNextWritin
         EXPECT_EQ(liveBlocks(), before) << "call " << calls;
         EXPECT_EQ(file.exists(), !hasVanished) << "call " << calls;
         EXPECT_TRUE(model.WriteModel(file.writableName()));
-        EXPECT_EQ(fileContents(file.name()), whole) << "call " << calls;
+        EXPECT_EQ(textOfFile(file.name()), whole) << "call " << calls;
         ASSERT_LT(calls, 100);
     }
     EXPECT_GE(calls, 5);
@@ -165,7 +165,7 @@ TEST(WriteFaultsOnDisk, OfADiskThatFillsUpAnywhereMakeWritingFail) {
     LTIFIRModel model = largeModel();
     TemporaryFile file;
     ASSERT_TRUE(model.WriteModel(file.writableName()));
-    const std::string whole = fileContents(file.name());
+    const std::string whole = textOfFile(file.name());
     constexpr std::size_t step = 997;
     for (std::size_t room = 0; room < whole.size(); room += step) {
         const FullDisk full(room);
@@ -177,14 +177,14 @@ TEST(WriteFaultsOnDisk, OfADiskThatFillsUpAnywhereMakeWritingFail) {
     }
     const FullDisk justEnough(whole.size());
     EXPECT_TRUE(model.WriteModel(file.writableName()));
-    EXPECT_EQ(fileContents(file.name()), whole);
+    EXPECT_EQ(textOfFile(file.name()), whole);
 }
 
 TEST(WriteFaultsOnDisk, OfInterruptedCallsAreToldAndNoFileIsClaimedThatIsNotWhole) {
     LTIFIRModel model = largeModel();
     TemporaryFile file;
     ASSERT_TRUE(model.WriteModel(file.writableName()));
-    const std::string whole = fileContents(file.name());
+    const std::string whole = textOfFile(file.name());
     TemporaryFile fifo;
     ASSERT_EQ(mkfifo(fifo.name().c_str(), 0600), 0);
     for (int round = 0; round < 10; ++round) {

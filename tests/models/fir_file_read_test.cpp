@@ -291,7 +291,7 @@ TEST(FirReadCurves, ReadsEveryExampleModelAsThePlainReaderDoes) {
         }
         ++models;
         const PlainFIRFile plain(entry.path().string());
-        Reading reading(fileContents(entry.path().string()));
+        Reading reading(textOfFile(entry.path().string()));
         ASSERT_EQ(reading.status, FIR_OK) << entry.path();
         ASSERT_EQ(reading.scan(), FIR_OK) << entry.path();
         EXPECT_EQ(reading.handle.valueCount, static_cast<int>(plain.data.size()));

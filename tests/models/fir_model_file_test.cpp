@@ -98,7 +98,7 @@ TEST(WriteModel, WritesCountsThatAreMultiplesOfTheFourLengths) {
         const PlainModel plain = smallModel(count);
         TemporaryFile file;
         EXPECT_TRUE(modelOf(plain).WriteModel(file.writableName())) << count;
-        EXPECT_EQ(fileContents(file.name()), plainText(plain)) << count;
+        EXPECT_EQ(textOfFile(file.name()), plainText(plain)) << count;
     }
 }
 
@@ -139,7 +139,7 @@ TEST(WriteModel, LeavesElementZeroOutAndTheModelAsItWas) {
     LTIFIRModel model = modelOf(smallModel());
     TemporaryFile file;
     ASSERT_TRUE(model.WriteModel(file.writableName()));
-    EXPECT_EQ(fileContents(file.name()).find("-7.700000e+01"), std::string::npos);
+    EXPECT_EQ(textOfFile(file.name()).find("-7.700000e+01"), std::string::npos);
     EXPECT_EQ(model.coefficients(0, 0)[0], -77.0);
     EXPECT_EQ(readBack(file).coefficients(0, 0)[0], 0.0);
     EXPECT_FALSE(isOpen(file.name()));
@@ -164,8 +164,8 @@ TEST(WriteModelDeathTest, StopsTheProcessAtATextOfMoreThanTwelveCharacters) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     LTIFIRModel model = modelOf(smallModel());
     model.outputNames[0] = "abcdefghijklm";
-    TemporaryFile file;
-    EXPECT_EXIT(model.WriteModel(file.writableName()), testing::KilledBySignal(SIGABRT),
+    std::string nowhere = "/dev/null";
+    EXPECT_EXIT(model.WriteModel(nowhere.data()), testing::KilledBySignal(SIGABRT),
                 testing::StrEq("firSetOutput: the name has 13 characters, the limit is 12\n"));
 }
 
@@ -217,7 +217,7 @@ TEST(ReadModel, AddsTheGainOfARampToTheCoefficientBefore) {
     plain.curves[0][28] = 4.0;
     plain.curves[0][29] = 4.5;
     TemporaryFile file(plainText(plain));
-    EXPECT_NE(fileContents(file.name()).find("   5.000000000000000e-01\n"), std::string::npos);
+    EXPECT_NE(textOfFile(file.name()).find("   5.000000000000000e-01\n"), std::string::npos);
     EXPECT_EQ(readBack(file).coefficients(0, 0)[30], 4.5);
 }
 
@@ -371,7 +371,7 @@ TEST(ReadModel, LooksAtNoLocaleAndNeitherDoesWriteModel) {
     const CommaLocale locale;
     TemporaryFile file;
     ASSERT_TRUE(modelOf(plain).WriteModel(file.writableName()));
-    EXPECT_EQ(fileContents(file.name()), text);
+    EXPECT_EQ(textOfFile(file.name()), text);
     EXPECT_EQ(readBack(file).coefficients(0, 0)[1],
               firRound7(static_cast<double>(static_cast<float>(plain.curves[0][0]))));
 }
@@ -389,7 +389,7 @@ TEST(ReadModel, AndWriteModelGiveEveryExampleOfTheWrittenVersionBackByteForByte)
         ASSERT_TRUE(model.ReadModel(name.data())) << path;
         TemporaryFile file;
         ASSERT_TRUE(model.WriteModel(file.writableName())) << path;
-        EXPECT_EQ(fileContents(file.name()), fileContents(path)) << path;
+        EXPECT_EQ(textOfFile(file.name()), textOfFile(path)) << path;
     }
     EXPECT_EQ(models, 6);
 }

@@ -1,7 +1,6 @@
 // The whole journey of every example model: file, realisation, simulation, file.
 
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -14,11 +13,13 @@
 
 #include "example_models.hpp"
 #include "support/curve_errors.hpp"
+#include "support/temporary_file.hpp"
 
 using qormath::test::curveError;
 using qormath::test::exampleModel;
 using qormath::test::gainError;
 using qormath::test::readModel;
+using qormath::test::TemporaryFile;
 using QorMathLA::Matrix;
 using QorMathLA::Vector;
 
@@ -109,11 +110,9 @@ TEST_P(PublishedPlant, HasItsExactGainsAndRampRatesAfterRealisation) {
 
 TEST_P(PublishedPlant, ComesBackFromAFileAsItWasWritten) {
     LTIFIRModel curves = realisedCurves(true);
-    const fs::path path = fs::path(testing::TempDir()) / ("qormath_road_" + GetParam() + ".fir");
-    std::string name = path.string();
-    ASSERT_TRUE(curves.WriteModel(name.data()));
-    LTIFIRModel read = readModel(path);
-    fs::remove(path);
+    TemporaryFile file;
+    ASSERT_TRUE(curves.WriteModel(file.writableName()));
+    LTIFIRModel read = readModel(file.name());
     // The file holds seven digits and no element 0, which reads back as 0.
     for (int i = 0; i < curves.coefficients.rows(); ++i) {
         for (int j = 0; j < curves.coefficients.cols(); ++j) {

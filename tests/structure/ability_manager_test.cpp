@@ -1,12 +1,10 @@
 #include <cmath>
-#include <cstdio>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iomanip>
 #include <limits>
 #include <numeric>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +17,7 @@
 #include "support/pairs.hpp"
 #include "support/raw_conversion.hpp"
 #include "support/raw_matrix.hpp"
+#include "support/temporary_file.hpp"
 
 namespace {
 
@@ -539,21 +538,15 @@ class AbilityManagerPrint : public testing::Test {
   protected:
     std::string printed(AbilityManager& manager, int precision = 6) {
         {
-            std::fstream file(path_, std::ios::out | std::ios::trunc);
+            std::fstream file(file_.name(), std::ios::out | std::ios::trunc);
             file << std::setprecision(precision);
             manager.print(file);
         }
-        std::ifstream file(path_);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
+        return textOfFile(file_.name());
     }
 
-    void TearDown() override { std::remove(path_.c_str()); }
-
   private:
-    std::string path_ = testing::TempDir() + "qormath_ability_manager_" +
-                        testing::UnitTest::GetInstance()->current_test_info()->name() + ".txt";
+    TemporaryFile file_;
 };
 
 TEST_F(AbilityManagerPrint, WritesThreeBareHeadersBeforeADecomposition) {

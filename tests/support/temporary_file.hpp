@@ -1,37 +1,24 @@
 #pragma once
 
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <iterator>
 #include <string>
-#include <unistd.h>
+
+#include "support/temporary_folder.hpp"
 
 namespace qormath::test {
 
-/// A file name of its own in the tests' temporary folder; the file is removed at the end.
+/// The name of a file that does not exist yet; the file is removed at the end. It has a folder of its own, since a name
+/// made of the process's number alone meets files that earlier processes of the same number have left.
 class TemporaryFile {
   public:
-    TemporaryFile() {
-        static int count = 0;
-        path = ::testing::TempDir() + "qormath-" + std::to_string(::getpid()) + "-" + std::to_string(count++);
-    }
+    TemporaryFile() = default;
 
     explicit TemporaryFile(const std::string& contents) : TemporaryFile() { write(contents); }
 
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-    ~TemporaryFile() { std::remove(path.c_str()); }
-
-    void write(const std::string& contents) const {
-        std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-        stream << contents;
-        if (!stream.flush()) {
-            ADD_FAILURE() << "cannot write " << path;
-        }
-    }
+    void write(const std::string& contents) const { writeFile(path, contents); }
 
     std::string name() const { return path; }
 
@@ -41,12 +28,8 @@ class TemporaryFile {
     bool exists() const { return std::filesystem::exists(path); }
 
   private:
-    std::string path;
+    TemporaryFolder folder;
+    std::string path = folder.file("file");
 };
-
-inline std::string fileContents(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
 
 }  // namespace qormath::test
