@@ -96,11 +96,7 @@ bool parseDataLine(std::string_view line, float* values) {
 
 bool parseFixedDataLine(const char* text, float* values) {
     static_assert(firDataLineLength == firValuesPerLine * fixedColumnWidth);
-    return text[firDataLineLength] == '\n' && readFixedColumn(text, values[0]) &&
-           readFixedColumn(text + fixedColumnWidth, values[1]) &&
-           readFixedColumn(text + 2 * fixedColumnWidth, values[2]) &&
-           readFixedColumn(text + 3 * fixedColumnWidth, values[3]) &&
-           readFixedColumn(text + 4 * fixedColumnWidth, values[4]);
+    return text[firDataLineLength] == '\n' && readFixedColumns(text, firValuesPerLine, values);
 }
 
 }  // namespace qormath::models

@@ -18,46 +18,47 @@ double powerOfTen(int power) {
     return powers[static_cast<std::size_t>(power + mostPower)];
 }
 
-// up brings the seven digits before the point, down takes them back. No branch depends on a sign or, below, on digits:
+// down takes the seven digits, which stand before the point of scaled, back. No branch depends on a sign or on digits:
 // a processor could not foresee those of a curve.
-double roundScaled(double value, double up, double down) {
-    const double scaled = up * value;
+double roundScaled(double scaled, double down) {
     return down * static_cast<double>(static_cast<std::int64_t>(scaled + std::copysign(0.5, scaled)));
 }
 
-// floor(log10(magnitude)) by comparison with the powers. False beyond them, and so close to one that the logarithm,
-// which decides by the definition, may round to the other side.
-bool quickExponent(double magnitude, int& exponent) {
-    constexpr double least = 1e-16;
-    constexpr double greatest = 1e21;
-    constexpr double doubtful = 1e-14;
-    if (!(magnitude > least && magnitude < greatest)) {
-        return false;
-    }
-    const int binary = static_cast<int>(std::bit_cast<std::uint64_t>(magnitude) >> 52) - 1023;
-    // floor(binary * log10(2)), at most one too low.
-    int power = (binary * 78913) >> 18;
-    power += static_cast<int>(magnitude >= powerOfTen(power + 1));
-    exponent = power;
-    return magnitude > powerOfTen(power) * (1.0 + doubtful) && magnitude < powerOfTen(power + 1) * (1.0 - doubtful);
-}
-
-// In place: a call a value takes longer than what it does.
-inline double round7(double value) {
+// By the definition.
+double round7Slowly(double value) {
     constexpr double negligible = 1e-30;
     const double magnitude = std::fabs(value);
-    int exponent = 0;
-    if (quickExponent(magnitude, exponent)) {
-        return roundScaled(value, powerOfTen(6 - exponent), powerOfTen(exponent - 6));
-    }
     if (magnitude <= negligible) {
         return 0.0;
     }
     if (!std::isfinite(value)) {
         return value;
     }
-    exponent = static_cast<int>(std::floor(std::log10(magnitude)));
-    return roundScaled(value, std::pow(10.0, 6 - exponent), std::pow(10.0, exponent - 6));
+    const int exponent = static_cast<int>(std::floor(std::log10(magnitude)));
+    return roundScaled(std::pow(10.0, 6 - exponent) * value, std::pow(10.0, exponent - 6));
+}
+
+// In place: a call a value takes longer than what it does.
+inline double round7(double value) {
+    constexpr double least = 1e-16;
+    constexpr double greatest = 1e21;
+    const double magnitude = std::fabs(value);
+    if (!(magnitude > least && magnitude < greatest)) {
+        return round7Slowly(value);
+    }
+    // floor(log10(magnitude)) from floor(binary * log10(2)), which is at most one too low.
+    const int binary = static_cast<int>(std::bit_cast<std::uint64_t>(magnitude) >> 52) - 1023;
+    int exponent = (binary * 78913) >> 18;
+    exponent += static_cast<int>(magnitude >= powerOfTen(exponent + 1));
+    const double scaled = powerOfTen(6 - exponent) * value;
+    // So close to a power of ten the logarithm, which decides by the definition, may round to the other side.
+    constexpr double doubtful = 1e-14;
+    constexpr double leastDigits = 1e6 * (1.0 + doubtful);
+    constexpr double greatestDigits = 1e7 * (1.0 - doubtful);
+    if (!(std::fabs(scaled) > leastDigits && std::fabs(scaled) < greatestDigits)) {
+        return round7Slowly(value);
+    }
+    return roundScaled(scaled, powerOfTen(exponent - 6));
 }
 
 }  // namespace

@@ -53,14 +53,19 @@ bool narrow(double value, double& result) {
     return true;
 }
 
-// A double that was rounded itself gives the right float unless it lies at, or next to, the middle of two floats.
-bool narrow(double value, float& result) {
+// A double that is off by up to two units of its last place gives the right float unless it lies as near to the middle
+// of two floats.
+bool isNearMiddleOfFloats(double value) {
     constexpr std::uint64_t belowFloat = (std::uint64_t{1} << 29) - 1;
     constexpr std::uint64_t middle = std::uint64_t{1} << 28;
+    constexpr std::uint64_t slack = 2;
     const std::uint64_t rest = std::bit_cast<std::uint64_t>(value) & belowFloat;
-    const bool nearMiddle = rest - (middle - 1) <= 2;
+    return rest - (middle - slack) <= 2 * slack;
+}
+
+bool narrow(double value, float& result) {
     const bool normal = value >= double{std::numeric_limits<float>::min()} && value < 1e38;
-    if (value != 0.0 && (nearMiddle || !normal)) {
+    if (value != 0.0 && (isNearMiddleOfFloats(value) || !normal)) {
         return false;
     }
     result = static_cast<float>(value);
@@ -78,20 +83,75 @@ std::uint64_t loadEight(const char* text) {
     return word;
 }
 
-bool areDigits(std::uint64_t word) {
-    // The upper half of each byte is 3, also after six is added to the lower one.
-    constexpr std::uint64_t upper = everyByte(0xf0);
-    return ((word & upper) | (((word + everyByte(6)) & upper) >> 4)) == everyByte(0x33);
+template <class Bytes>
+constexpr std::uint64_t wordOf(const Bytes& bytes) {
+    std::uint64_t word = 0;
+    for (std::size_t k = 0; k < sizeof word; ++k) {
+        word |= std::uint64_t{static_cast<unsigned char>(bytes[k])} << (8 * k);
+    }
+    return word;
 }
 
-// Eight digits in one word become pairs, then, in two multiplications, their sum.
+// Eight digits, one a byte, become pairs, then, in two multiplications, their sum.
 std::uint64_t numberOf(std::uint64_t word) {
-    word -= everyByte('0');
     word = word * 10 + (word >> 8);
     constexpr std::uint64_t everyFourth = 0x000000ff000000ffU;
     constexpr std::uint64_t firstAndThird = 100 + (std::uint64_t{1000000} << 32);
     constexpr std::uint64_t secondAndFourth = 1 + (std::uint64_t{10000} << 32);
     return ((word & everyFourth) * firstAndThird + ((word >> 16) & everyFourth) * secondAndFourth) >> 32;
+}
+
+// The nearest doubles to the powers of ten that the columns of a file hold.
+constexpr int largestColumnPower = 22;
+constexpr std::array<double, 2 * largestColumnPower + 1> columnPowers = {
+    1e-22, 1e-21, 1e-20, 1e-19, 1e-18, 1e-17, 1e-16, 1e-15, 1e-14, 1e-13, 1e-12, 1e-11, 1e-10, 1e-9, 1e-8,
+    1e-7,  1e-6,  1e-5,  1e-4,  1e-3,  1e-2,  1e-1,  1e0,   1e1,   1e2,   1e3,   1e4,   1e5,   1e6,  1e7,
+    1e8,   1e9,   1e10,  1e11,  1e12,  1e13,  1e14,  1e15,  1e16,  1e17,  1e18,  1e19,  1e20,  1e21, 1e22};
+
+// Added to a byte, these set its top bit where it is above 0, or above 9.
+constexpr char onlyZero = 0x7f;
+constexpr char uptoNine = 0x76;
+
+// "  -d.dddddde-dd", with a blank for the sign of a positive number. No branch depends on signs or digits, which a
+// processor could not foresee.
+inline bool readFixedColumn(const char* column, float& value) {
+    // Two words that share a digit. Where the text is as expected, digits become their values and all else becomes 0:
+    // the other sign differs from the one that is expected in a known way, of which one bit is enough to tell it.
+    constexpr std::uint64_t minus = ' ' ^ '-';
+    constexpr std::uint64_t plus = '-' ^ '+';
+    constexpr std::uint64_t eitherCase = std::uint64_t{'e' ^ 'E'} << 32;
+    std::uint64_t front = loadEight(column) ^ wordOf("   0.000");
+    std::uint64_t back = (loadEight(column + 7) | eitherCase) ^ wordOf("0000e-00");
+    const std::uint64_t negative = (front >> 16) & 1;
+    const std::uint64_t positiveExponent = (back >> 41) & 1;
+    front ^= (negative * minus) << 16;
+    back ^= (positiveExponent * plus) << 40;
+    constexpr std::array<char, 8> frontLimits = {onlyZero, onlyZero, onlyZero, uptoNine,
+                                                 onlyZero, uptoNine, uptoNine, uptoNine};
+    constexpr std::array<char, 8> backLimits = {uptoNine, uptoNine, uptoNine, uptoNine,
+                                                onlyZero, onlyZero, uptoNine, uptoNine};
+    const std::uint64_t excess = front | (front + wordOf(frontLimits)) | back | (back + wordOf(backLimits));
+    if ((excess & everyByte(0x80)) != 0) {
+        return false;
+    }
+    constexpr int decimals = 6;
+    const int given = static_cast<int>(((back >> 48) & 0xff) * 10 + (back >> 56));
+    const int exponent = (positiveExponent != 0 ? given : -given) - decimals;
+    if (exponent < -largestColumnPower || exponent > largestColumnPower) {
+        return false;
+    }
+    // A zero, the digit before the point and the six after it.
+    const std::uint64_t digits = ((front >> 16) & 0xff00) | ((front >> 24) & 0xffff0000) | (back << 32);
+    // Two roundings, of the power and of the product: less than two units of the last place.
+    const double scaled = static_cast<double>(static_cast<std::int64_t>(numberOf(digits))) *
+                          columnPowers[static_cast<std::size_t>(exponent + largestColumnPower)];
+    if (isNearMiddleOfFloats(scaled)) {
+        return false;
+    }
+    constexpr int floatSign = 31;
+    value = std::bit_cast<float>(std::bit_cast<std::uint32_t>(static_cast<float>(scaled)) |
+                                 static_cast<std::uint32_t>(negative) << floatSign);
+    return true;
 }
 
 // The ordinary spelling in one pass: digits, perhaps with a point, perhaps an exponent. Gives null, and the caller
@@ -305,36 +365,15 @@ bool Scanner::scanReal(Real& value) {
     return true;
 }
 
-bool readFixedColumn(const char* column, float& value) {
+bool readFixedColumns(const char* text, int count, float* values) {
     if constexpr (std::endian::native != std::endian::little) {
         return false;
     }
-    // "  -d.dddddde-dd", with a blank for the sign of a positive number.
-    const std::uint64_t mantissa = loadEight(column + 3);
-    // The point makes room for the first digit, and a zero comes before it.
-    const std::uint64_t digits = (mantissa & ~std::uint64_t{0xffff}) | ((mantissa & 0xff) << 8) | '0';
-    const bool negative = column[2] == '-';
-    const char exponentSign = column[12];
-    const bool fits = column[0] == ' ' && column[1] == ' ' && (negative || column[2] == ' ') &&
-                      ((mantissa >> 8) & 0xff) == '.' && areDigits(digits) && lower(column[11]) == 'e' &&
-                      (exponentSign == '-' || exponentSign == '+') && isDigit(column[13]) && isDigit(column[14]);
-    if (!fits) {
-        return false;
+    for (int k = 0; k < count; ++k) {
+        if (!readFixedColumn(text + k * fixedColumnWidth, values[k])) {
+            return false;
+        }
     }
-    constexpr int decimals = 6;
-    const int given = (column[13] - '0') * 10 + (column[14] - '0');
-    const int exponent = (exponentSign == '-' ? -given : given) - decimals;
-    if (exponent < -largestExactPower || exponent > largestExactPower) {
-        return false;
-    }
-    const auto number = static_cast<double>(static_cast<std::int64_t>(numberOf(digits)));
-    const double scaled = exponent < 0 ? number / exactPowers[static_cast<std::size_t>(-exponent)]
-                                       : number * exactPowers[static_cast<std::size_t>(exponent)];
-    float magnitude = 0.0F;
-    if (!narrow(scaled, magnitude)) {
-        return false;
-    }
-    value = negative ? -magnitude : magnitude;
     return true;
 }
 

@@ -513,6 +513,25 @@ TEST(FixedColumns, OfWrittenLinesReadLikeScanf) {
     EXPECT_GT(taken, lines - lines / 20);
 }
 
+// Above 2^26 the floats lie 8 apart, and every other multiple of ten that a multiple of 4 is lies between two of them.
+TEST(FixedColumns, InTheMiddleOfTwoFloatsAreLeftToTheScanner) {
+    int middles = 0;
+    for (int digits = 6800000; digits < 6800400; ++digits) {
+        std::array<char, 32> column{};
+        std::snprintf(column.data(), column.size(), "%15.6e", digits * 10.0);
+        float value = 0.0F;
+        const bool isMiddle = digits * 10 % 8 == 4;
+        ASSERT_EQ(readFixedColumns(column.data(), 1, &value), !isMiddle) << column.data();
+        middles += isMiddle ? 1 : 0;
+        const std::string line =
+            std::string(column.data()) + column.data() + column.data() + column.data() + column.data();
+        std::array<float, firValuesPerLine> values{};
+        ASSERT_TRUE(parseDataLine(line, values.data()));
+        ASSERT_EQ(values[4], std::strtof(column.data(), nullptr)) << column.data();
+    }
+    EXPECT_EQ(middles, 100);
+}
+
 TEST(FixedColumns, OfZerosKeepTheirSigns) {
     int taken = 0;
     expectFixedLineLikePlain("   0.000000e+00  -0.000000e+00   0.000000e+00   0.000000e+00  -0.000000e+00\n", taken);
@@ -555,9 +574,16 @@ TEST(FixedColumns, LeaveOtherSpellingsToTheScanner) {
     for (const char* column :
          {"       nan     ", "  +1.000000e+00", "   1.000000e+0 ", "  1.0000000e+00", "   1,000000e+00",
           "   1.000000f+00", "   1.000000e 00", "1.00000000e+00 ", "   1.000000e+99"}) {
-        EXPECT_FALSE(readFixedColumn(column, value)) << column;
+        EXPECT_FALSE(readFixedColumns(column, 1, &value)) << column;
         EXPECT_EQ(value, 7.0F);
     }
-    EXPECT_TRUE(readFixedColumn("  -1.250000E-01", value));
+    EXPECT_TRUE(readFixedColumns("  -1.250000E-01", 1, &value));
     EXPECT_EQ(value, -0.125F);
+    // The largest powers of ten that are tried, and the next ones.
+    EXPECT_TRUE(readFixedColumns("   1.000000e+28", 1, &value));
+    EXPECT_EQ(value, 1e28F);
+    EXPECT_FALSE(readFixedColumns("   1.000000e+29", 1, &value));
+    EXPECT_TRUE(readFixedColumns("   1.000000e-16", 1, &value));
+    EXPECT_EQ(value, 1e-16F);
+    EXPECT_FALSE(readFixedColumns("   1.000000e-17", 1, &value));
 }
