@@ -4,6 +4,7 @@
 
 #include <qormath/control_utility/bulge_chain.hpp>
 #include <qormath/control_utility/hessenberg_block.hpp>
+#include <qormath/control_utility/in_place_product.hpp>
 #include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/lapack/lapack.hpp>
 
@@ -11,16 +12,12 @@ namespace qormath::control_utility {
 
 namespace {
 
-using lapack::Op;
-
 constexpr double rounding = 0x1p-52;
 // An element below this, times the order, is zero whatever stands beside it: the smallest normal number over rounding.
 constexpr double vanishing = 0x1p-970;
 // Sweeps for one eigenvalue; three are usual. Each tenth takes shifts that no matrix is known to be a fixed point of.
 constexpr int mostSweeps = 30;
 constexpr int sweepsToException = 10;
-// Rows, or columns, that are multiplied at once: their copy stays in the cache until the product is done.
-constexpr int strip = 256;
 
 double elementOf(const HessenbergMatrix& matrix, int row, int column) {
     return *at(matrix.h, matrix.ldh, row, column);
@@ -86,43 +83,6 @@ void standardise(const HessenbergMatrix& matrix, int first) {
     lapack::rot(matrix.rowsOfZ, at(matrix.z, matrix.ldz, 0, first), 1, at(matrix.z, matrix.ldz, 0, first + 1), 1, c, s);
 }
 
-double* atLeast(std::vector<double>& work, int rows, int columns) {
-    const std::size_t count = static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
-    if (work.size() < count) {
-        work.resize(count);
-    }
-    return work.data();
-}
-
-/// Copies a and leaves zeros, to which a product is added: with its result overwritten, a product clears it in a pass
-/// of its own.
-void takeOut(int rows, int columns, double* a, int lda, double* copy) {
-    for (int column = 0; column < columns; ++column) {
-        double* const elements = at(a, lda, 0, column);
-        std::copy_n(elements, rows, at(copy, rows, 0, column));
-        std::fill_n(elements, rows, 0.0);
-    }
-}
-
-void multiplyFromRight(int rows, int order, double* a, int lda, const double* v, int ldv, std::vector<double>& work) {
-    double* const old = atLeast(work, strip, order);
-    for (int row = 0; row < rows; row += strip) {
-        const int count = std::min(strip, rows - row);
-        takeOut(count, order, a + row, lda, old);
-        lapack::gemm(Op::none, Op::none, count, order, order, 1.0, old, count, v, ldv, 1.0, a + row, lda);
-    }
-}
-
-void multiplyFromLeft(int order, int columns, double* a, int lda, const double* v, int ldv, std::vector<double>& work) {
-    double* const old = atLeast(work, order, strip);
-    for (int column = 0; column < columns; column += strip) {
-        const int count = std::min(strip, columns - column);
-        double* const part = at(a, lda, 0, column);
-        takeOut(order, count, part, lda, old);
-        lapack::gemm(Op::transpose, Op::none, order, count, order, 1.0, v, ldv, old, order, 1.0, part, lda);
-    }
-}
-
 }  // namespace
 
 ShiftPair exceptionalShifts(const HessenbergMatrix& matrix, int last) {
@@ -173,12 +133,12 @@ bool solveSmallBlock(const HessenbergMatrix& matrix) {
 void transformOutside(const HessenbergMatrix& matrix, int first, int order, const double* v, int ldv,
                       std::vector<double>& work) {
     const int after = matrix.n - first - order;
-    multiplyFromRight(first, order, at(matrix.h, matrix.ldh, 0, first), matrix.ldh, v, ldv, work);
+    multiplyInPlaceFromRight(first, order, at(matrix.h, matrix.ldh, 0, first), matrix.ldh, v, ldv, work);
     if (after > 0) {
-        multiplyFromLeft(order, after, at(matrix.h, matrix.ldh, first, first + order), matrix.ldh, v, ldv, work);
+        multiplyInPlaceFromLeft(order, after, at(matrix.h, matrix.ldh, first, first + order), matrix.ldh, v, ldv, work);
     }
     if (matrix.rowsOfZ > 0) {
-        multiplyFromRight(matrix.rowsOfZ, order, at(matrix.z, matrix.ldz, 0, first), matrix.ldz, v, ldv, work);
+        multiplyInPlaceFromRight(matrix.rowsOfZ, order, at(matrix.z, matrix.ldz, 0, first), matrix.ldz, v, ldv, work);
     }
 }
 

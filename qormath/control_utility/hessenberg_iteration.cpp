@@ -14,7 +14,7 @@ namespace {
 
 using Elements = std::vector<double>;
 
-/// The sizes of a round, by the order of the active block: measured over orders from 100 to 800. A window costs the
+/// The sizes of a round, by the order of the active block: measured over orders from 200 to 800. A window costs the
 /// cube of its order, and takes sweeps over the whole matrix off.
 struct RoundSizes {
     int window;
@@ -22,13 +22,7 @@ struct RoundSizes {
 };
 
 RoundSizes sizesFor(int order) {
-    if (order < 250) {
-        return {32, 12};
-    }
-    if (order < 600) {
-        return {40, 16};
-    }
-    return {64, 24};
+    return order < 600 ? RoundSizes{32, 12} : RoundSizes{56, 20};
 }
 
 // Active blocks up to this order are solved at once.

@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include <qormath/control_utility/in_place_product.hpp>
+#include <qormath/control_utility/quasi_triangular.hpp>
 #include <qormath/control_utility/schur_reordering.hpp>
 #include <qormath/lapack/lapack.hpp>
 
@@ -19,12 +21,6 @@ constexpr int plainOrder = 128;
 // ratio of fewest flops for each swap; the window's two matrices stay in the second-level cache.
 constexpr int groupRows = 32;
 constexpr int windowRows = 2 * groupRows;
-// Rows or columns of t and q that one product updates, so that the copy it needs stays in the cache.
-constexpr int stripLength = 256;
-
-bool startsPair(int n, const double* t, int ldt, int row) {
-    return row + 1 < n && t[row + 1 + static_cast<std::ptrdiff_t>(row) * ldt] != 0.0;
-}
 
 std::vector<char> marksOfWholeBlocks(const char* selected, int n, const double* t, int ldt) {
     std::vector<char> marks(static_cast<std::size_t>(n), 0);
@@ -91,7 +87,6 @@ class WindowedReordering {
           // A window grows by one row where its edge would cut a pair.
           window_(square(windowRows + 1)),
           rotation_(square(windowRows + 1)),
-          strip_(static_cast<std::size_t>(windowRows + 1) * stripLength),
           work_(static_cast<std::size_t>(windowRows + 1)) {}
 
     /// Moves the marked blocks to the top; leading is the number of rows that have arrived there.
@@ -216,33 +211,15 @@ class WindowedReordering {
         const int info = order(size, window_.data(), rotation_.data());
         // What has been swapped before a failure is written back too, so that t and q remain one Schur form.
         lapack::lacpy(size, size, window_.data(), size, corner, ldt_);
-        multiplyFromRight(begin, t_ + static_cast<std::ptrdiff_t>(begin) * ldt_, ldt_, size);
+        const double* const rotation = rotation_.data();
+        multiplyInPlaceFromRight(begin, size, at(t_, ldt_, 0, begin), ldt_, rotation, size, products_);
         if (rowsOfQ_ > 0) {
-            multiplyFromRight(rowsOfQ_, q_ + static_cast<std::ptrdiff_t>(begin) * ldq_, ldq_, size);
+            multiplyInPlaceFromRight(rowsOfQ_, size, at(q_, ldq_, 0, begin), ldq_, rotation, size, products_);
         }
-        multiplyFromLeft(n_ - end, t_ + begin + static_cast<std::ptrdiff_t>(end) * ldt_, size);
+        if (end < n_) {
+            multiplyInPlaceFromLeft(size, n_ - end, at(t_, ldt_, begin, end), ldt_, rotation, size, products_);
+        }
         return info;
-    }
-
-    /// x = x rotation, with x of rows by size.
-    void multiplyFromRight(int rows, double* x, int ldx, int size) {
-        for (int row = 0; row < rows; row += stripLength) {
-            const int count = std::min(stripLength, rows - row);
-            lapack::lacpy(count, size, x + row, ldx, strip_.data(), count);
-            lapack::gemm(Op::none, Op::none, count, size, size, 1.0, strip_.data(), count, rotation_.data(), size, 0.0,
-                         x + row, ldx);
-        }
-    }
-
-    /// x = rotation' x, with x of size by columns, inside t.
-    void multiplyFromLeft(int columns, double* x, int size) {
-        for (int column = 0; column < columns; column += stripLength) {
-            const int count = std::min(stripLength, columns - column);
-            double* const part = x + static_cast<std::ptrdiff_t>(column) * ldt_;
-            lapack::lacpy(size, count, part, ldt_, strip_.data(), size);
-            lapack::gemm(Op::transpose, Op::none, size, count, size, 1.0, rotation_.data(), size, strip_.data(), size,
-                         0.0, part, ldt_);
-        }
     }
 
     std::vector<char> marks_;
@@ -254,7 +231,7 @@ class WindowedReordering {
     int ldq_;
     std::vector<double> window_;
     std::vector<double> rotation_;
-    std::vector<double> strip_;
+    std::vector<double> products_;
     std::vector<double> work_;
 };
 
