@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -85,6 +87,36 @@ void addMultiple(BasicVector<double>& left, double factor, const BasicVector<dou
     const int length = blasLength(left, right);
     qormath::lapack::axpy(length, factor, blasAddress(right, length), right.range.stride, blasAddress(left, length),
                           left.range.stride);
+}
+
+// The largest modulus where all elements are finite and not all zero, in which case their order is of no matter.
+bool largestOrdinary(const BasicMatrix<double>& matrix, double& largest) {
+    if (!matrix.isPlain()) {
+        return false;
+    }
+    constexpr int lanes = 8;
+    std::array<double, lanes> moduli{};
+    std::array<double, lanes> zeros{};  // NaN once infinity or NaN has come by
+    const auto look = [&](std::size_t lane, double element) {
+        const double modulus = std::fabs(element);
+        moduli[lane] = modulus > moduli[lane] ? modulus : moduli[lane];
+        zeros[lane] += 0.0 * element;
+    };
+    const int length = matrix.rowRange.size();
+    for (std::ptrdiff_t column = matrix.colRange.start; column <= matrix.colRange.end; ++column) {
+        const double* const elements = matrix.array.data + column * matrix.storedRows + matrix.rowRange.start;
+        int k = 0;
+        for (; k + lanes <= length; k += lanes) {
+            for (std::size_t lane = 0; lane < lanes; ++lane) {
+                look(lane, elements[static_cast<std::size_t>(k) + lane]);
+            }
+        }
+        for (; k < length; ++k) {
+            look(0, elements[k]);
+        }
+    }
+    largest = *std::max_element(moduli.begin(), moduli.end());
+    return largest > 0.0 && std::all_of(zeros.begin(), zeros.end(), [](double zero) { return zero == 0.0; });
 }
 
 // left + Sign * right of one element; Sign is 1 or -1.
@@ -449,6 +481,10 @@ double BasicMatrix<double>::sumSquares() const {
 template <>
 double BasicMatrix<double>::maxAbs() const {
     double largest = 0.0;
+    if (largestOrdinary(*this, largest)) {
+        return largest;
+    }
+    largest = 0.0;
     for (const double element : *this) {
         const double magnitude = element < 0.0 ? -element : element;
         if (!(largest > magnitude)) {

@@ -379,6 +379,39 @@ TEST(MatrixReductions, TheLargestElementTakesNaNAndTheNextReplacesIt) {
     EXPECT_TRUE(std::isnan(matrixOf({{5.0, notANumber}}).maxAbs()));
 }
 
+TEST(MatrixReductions, TheLargestElementIsThatOfAWalkInOrder) {
+    NormalNumbers numbers(81);
+    for (const int rows : {1, 2, 7, 8, 9, 17}) {
+        for (const int columns : {1, 3, 10}) {
+            Matrix<double> a = randomMatrix(rows + 1, columns + 2, numbers);
+            a(0, 0) = 1e300;  // outside the view
+            const Matrix<double> view = a(Range(1, rows, 1), Range(1, columns, 1));
+            const auto expectOfWalk = [&](const char* what) {
+                for (const Matrix<double>& matrix : {view, Matrix<double>(view.transpose())}) {
+                    double largest = 0.0;
+                    for (const double element : matrix) {
+                        largest = largest > std::fabs(element) ? largest : std::fabs(element);
+                    }
+                    const double found = matrix.maxAbs();
+                    EXPECT_TRUE(found == largest || (std::isnan(found) && std::isnan(largest)))
+                        << what << ", " << rows << " by " << columns;
+                }
+            };
+            expectOfWalk("ordinary");
+            for (const double special : {infinity, -infinity, notANumber}) {
+                const int row = rows - numbers.integer(0, rows - 1);
+                const int column = columns - numbers.integer(0, columns - 1);
+                const double before = a(row, column);
+                a(row, column) = special;
+                expectOfWalk("one that is not finite");
+                a(row, column) = before;
+            }
+            a.fill(-0.0);
+            expectOfWalk("zeros");
+        }
+    }
+}
+
 TEST(LeftDivision, SolvesASquareSystem) {
     NormalNumbers numbers(27);
     for (const int n : {1, 2, 5, 20}) {
