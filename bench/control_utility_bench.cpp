@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <qormath/control_utility/gramian_factor.hpp>
+#include <qormath/control_utility/in_place_product.hpp>
 #include <qormath/control_utility/lyapunovfort.hpp>
 #include <qormath/control_utility/triangular_lyapunov.hpp>
 #include <qormath/control_utility/triangular_stein.hpp>
@@ -172,6 +173,43 @@ void gramianFactor(benchmark::State& state, bool discrete) {
     });
 }
 
+// The product of 800 rows, or columns, by a square factor of the order of the first argument; the second is the kernel.
+// The counter is in flops a second: that of a large product by DGEMM is the measure.
+void inPlaceProduct(benchmark::State& state, bool fromRight) {
+    constexpr int count = 800;
+    const int order = static_cast<int>(state.range(0));
+    const auto kernel = static_cast<control_utility::InPlaceKernel>(state.range(1));
+    if (kernel > control_utility::fastestInPlaceKernel()) {
+        state.SkipWithError("this processor cannot run the kernel");
+        return;
+    }
+    // An orthogonal factor, with which the elements stay as large as they are.
+    Elements v(elements(order, order));
+    for (int k = 0; k < order; ++k) {
+        v[elements(order, k) + static_cast<std::size_t>(order - 1 - k)] = 1.0;
+    }
+    Elements x = randomMatrix(count, count, 3), work;
+    for (auto _ : state) {
+        if (fromRight) {
+            control_utility::multiplyInPlaceFromRight(count, order, x.data(), count, v.data(), order, work, kernel);
+        } else {
+            control_utility::multiplyInPlaceFromLeft(order, count, x.data(), count, v.data(), order, work, kernel);
+        }
+        benchmark::DoNotOptimize(x.data());
+    }
+    const double flops = 2.0 * count * static_cast<double>(order) * order * static_cast<double>(state.iterations());
+    state.counters["flops"] = benchmark::Counter(flops, benchmark::Counter::kIsRate);
+}
+
+void atWindowOrders(benchmark::internal::Benchmark* benchmark) {
+    for (const int order : {32, 48, 64, 80}) {
+        for (const int kernel : {0, 1, 2}) {
+            benchmark->Args({order, kernel});
+        }
+    }
+    benchmark->Unit(benchmark::kMicrosecond);
+}
+
 // The second argument, where there is one, over all orders.
 template <int... second>
 void atKernelOrdersWith(benchmark::internal::Benchmark* benchmark) {
@@ -181,6 +219,8 @@ void atKernelOrdersWith(benchmark::internal::Benchmark* benchmark) {
     benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
 }
 
+BENCHMARK_CAPTURE(inPlaceProduct, fromRight, true)->Apply(atWindowOrders);
+BENCHMARK_CAPTURE(inPlaceProduct, fromLeft, false)->Apply(atWindowOrders);
 BENCHMARK_CAPTURE(triangularSylvester, NN, lapack::Op::none, lapack::Op::none)->Apply(bench::atKernelOrders);
 BENCHMARK_CAPTURE(triangularSylvester, NT, lapack::Op::none, lapack::Op::transpose)->Apply(bench::atKernelOrders);
 BENCHMARK_CAPTURE(triangularSylvester, TN, lapack::Op::transpose, lapack::Op::none)->Apply(bench::atKernelOrders);

@@ -6,7 +6,8 @@ target_compile_options(qormath_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow
   $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
   $<$<BOOL:${QORMATH_WARNINGS_AS_ERRORS}>:-Werror>
-  # Contracting a*b+c into one rounding differs between compilers; results are to be the same bits everywhere.
+  # Contracting a*b+c into one rounding differs between compilers, and results are not to depend on them. The sources of
+  # kernels that are written for a processor make an exception, in the CMakeLists.txt of their folder.
   -ffp-contract=off)
 
 if(QORMATH_SANITIZE)

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 
 #include <qormath/control_utility/bulge_chain.hpp>
 #include <qormath/control_utility/hessenberg_block.hpp>

@@ -1,12 +1,12 @@
 // The kernels of in_place_product.cpp, which includes this once for each kind of processor, in a namespace of its own:
 // what allows the instructions of a processor has to stand at each function, and a template cannot choose it.
 //
-// Before it come QORMATH_KERNEL, which allows them, and three constants: lanes, the numbers of a vector, and
-// mostVectors and mostColumns, the size of a tile of the result. The sums of a tile, a column of as many vectors and a
-// factor are to fit the registers.
+// Before it come QORMATH_KERNEL, which allows them, QORMATH_UNROLL, which has the loop after it written out, and three
+// constants: lanes, the numbers of a vector, and mostVectors and mostColumns, the size of a tile of the result. The
+// sums of a tile, a column of as many vectors and a factor are to fit the registers.
 
 /// Numbers side by side, wherever they stand.
-typedef double Vector __attribute__((vector_size(8 * lanes), aligned(8), may_alias));
+typedef double Numbers __attribute__((vector_size(8 * lanes), aligned(8), may_alias));
 
 constexpr int mostRows = mostVectors * lanes;
 
@@ -14,22 +14,35 @@ constexpr int mostRows = mostVectors * lanes;
 template <int columns, int vectors>
 QORMATH_KERNEL void multiplyTile(int terms, const double* left, const double* right, std::ptrdiff_t ldRight, double* c,
                                  std::ptrdiff_t ldc) {
-    Vector sums[columns][vectors] = {};
-    for (int term = 0; term < terms; ++term, left += vectors * lanes) {
-        Vector elements[vectors];
+    // Sums that are visited in loops would go by the memory.
+    Numbers sums[columns][vectors];
+    QORMATH_UNROLL
+    for (int j = 0; j < columns; ++j) {
+        QORMATH_UNROLL
         for (int i = 0; i < vectors; ++i) {
-            elements[i] = *reinterpret_cast<const Vector*>(left + i * lanes);
+            sums[j][i] = Numbers{};
         }
+    }
+    for (int term = 0; term < terms; ++term, left += vectors * lanes) {
+        Numbers elements[vectors];
+        QORMATH_UNROLL
+        for (int i = 0; i < vectors; ++i) {
+            elements[i] = *reinterpret_cast<const Numbers*>(left + i * lanes);
+        }
+        QORMATH_UNROLL
         for (int j = 0; j < columns; ++j) {
             const double factor = right[term + j * ldRight];
+            QORMATH_UNROLL
             for (int i = 0; i < vectors; ++i) {
                 sums[j][i] += elements[i] * factor;
             }
         }
     }
+    QORMATH_UNROLL
     for (int j = 0; j < columns; ++j) {
+        QORMATH_UNROLL
         for (int i = 0; i < vectors; ++i) {
-            *reinterpret_cast<Vector*>(c + j * ldc + i * lanes) = sums[j][i];
+            *reinterpret_cast<Numbers*>(c + j * ldc + i * lanes) = sums[j][i];
         }
     }
 }
@@ -56,22 +69,22 @@ QORMATH_KERNEL void multiplyRows(int rows, int columns, int terms, const double*
             return multiplyRows<vectors - 1>(rows, columns, terms, left, right, ldRight, c, ldc);
         }
     }
-    for (int rest = columns; rest > 0;) {
+    for (int column = 0; column < columns;) {
         // Even shares: 10 are 5 and 5.
-        const int shares = (rest + mostColumns - 1) / mostColumns;
-        const int width = (rest + shares - 1) / shares;
+        const int shares = (columns - column + mostColumns - 1) / mostColumns;
+        const int width = (columns - column + shares - 1) / shares;
+        const double* const factors = right + column * ldRight;
+        double* const target = c + column * ldc;
         if (rows == height) {
-            multiplyTileOf<mostColumns, vectors>(width, terms, left, right, ldRight, c, ldc);
+            multiplyTileOf<mostColumns, vectors>(width, terms, left, factors, ldRight, target, ldc);
         } else {
             double tile[mostColumns * height];
-            multiplyTileOf<mostColumns, vectors>(width, terms, left, right, ldRight, tile, height);
+            multiplyTileOf<mostColumns, vectors>(width, terms, left, factors, ldRight, tile, height);
             for (int j = 0; j < width; ++j) {
-                std::copy_n(tile + j * height, rows, c + j * ldc);
+                std::copy_n(tile + j * height, rows, target + j * ldc);
             }
         }
-        rest -= width;
-        right += width * ldRight;
-        c += width * ldc;
+        column += width;
     }
 }
 
@@ -83,16 +96,16 @@ constexpr int paddedRows(int rows) {
 /// Rows of x side by side, column by column, filled up to whole vectors.
 QORMATH_KERNEL void packRows(int rows, int columns, const double* x, std::ptrdiff_t ldx, double* target) {
     if (rows == mostRows) {
-        for (int column = 0; column < columns; ++column, x += ldx, target += mostRows) {
+        for (int column = 0; column < columns; ++column, target += mostRows) {
             for (int i = 0; i < mostRows; i += lanes) {
-                *reinterpret_cast<Vector*>(target + i) = *reinterpret_cast<const Vector*>(x + i);
+                *reinterpret_cast<Numbers*>(target + i) = *reinterpret_cast<const Numbers*>(x + column * ldx + i);
             }
         }
         return;
     }
     const int padded = paddedRows(rows);
-    for (int column = 0; column < columns; ++column, x += ldx, target += padded) {
-        std::copy_n(x, rows, target);
+    for (int column = 0; column < columns; ++column, target += padded) {
+        std::copy_n(x + column * ldx, rows, target);
         std::fill(target + rows, target + padded, 0.0);
     }
 }

@@ -14,12 +14,19 @@ using lapack::Op;
 
 // Rows, or columns, that DGEMM multiplies at once: their copy stays in the cache until the product is done.
 constexpr int strip = 256;
-// No kernel pads an order by more than so many rows, nor copies more columns at once.
-constexpr int mostPadding = 8;
-// Nor has a tile more rows.
-constexpr int mostRowsOfTile = 24;
+// What the kernels copy at once: so many rows, or so many columns beside the transpose of v, which they fill up by no
+// more than so many rows.
+constexpr int mostCopiedRows = 24;
+constexpr int mostCopiedColumns = 8;
+constexpr int mostRowsFilledUp = 7;
 
 #if defined(__x86_64__) && defined(__GNUC__)
+
+#if defined(__clang__)
+#define QORMATH_UNROLL _Pragma("unroll")
+#else
+#define QORMATH_UNROLL _Pragma("GCC unroll 8")
+#endif
 
 namespace eight_lanes {
 
@@ -30,7 +37,7 @@ constexpr int mostColumns = 8;
 #include <qormath/control_utility/in_place_kernel.hpp>
 #undef QORMATH_KERNEL
 
-static_assert(mostRows <= mostRowsOfTile && lanes <= mostPadding && mostColumns <= mostPadding);
+static_assert(mostRows <= mostCopiedRows && mostColumns <= mostCopiedColumns && lanes - 1 <= mostRowsFilledUp);
 
 }  // namespace eight_lanes
 
@@ -43,9 +50,11 @@ constexpr int mostColumns = 4;
 #include <qormath/control_utility/in_place_kernel.hpp>
 #undef QORMATH_KERNEL
 
-static_assert(mostRows <= mostRowsOfTile && lanes <= mostPadding && mostColumns <= mostPadding);
+static_assert(mostRows <= mostCopiedRows && mostColumns <= mostCopiedColumns && lanes - 1 <= mostRowsFilledUp);
 
 }  // namespace four_lanes
+
+#undef QORMATH_UNROLL
 
 InPlaceKernel kernelOfProcessor() {
     if (__builtin_cpu_supports("avx512f")) {
@@ -57,7 +66,7 @@ InPlaceKernel kernelOfProcessor() {
 
 #else
 
-// No kernel but DGEMM: these are never called.
+// No processor here runs them, and so they are not called.
 namespace eight_lanes {
 void multiplyFromRight(int, int, double*, std::ptrdiff_t, const double*, std::ptrdiff_t, double*) {}
 void multiplyFromLeft(int, int, double*, std::ptrdiff_t, const double*, std::ptrdiff_t, double*) {}
@@ -109,6 +118,11 @@ void multiplyFromLeftByDgemm(int order, int columns, double* x, int ldx, const d
 
 }  // namespace
 
+std::size_t inPlaceWorkLength(int order) {
+    const int ofKernels = std::max(mostCopiedRows, order + mostRowsFilledUp + mostCopiedColumns);
+    return static_cast<std::size_t>(order) * static_cast<std::size_t>(std::max(strip, ofKernels));
+}
+
 InPlaceKernel fastestInPlaceKernel() {
     static const InPlaceKernel fastest = kernelOfProcessor();
     return fastest;
@@ -116,22 +130,24 @@ InPlaceKernel fastestInPlaceKernel() {
 
 void multiplyInPlaceFromRight(int rows, int order, double* x, int ldx, const double* v, int ldv, Elements& work,
                               InPlaceKernel kernel) {
+    kernel = std::min(kernel, fastestInPlaceKernel());
     if (kernel == InPlaceKernel::dgemm) {
         return multiplyFromRightByDgemm(rows, order, x, ldx, v, ldv, work);
     }
     const auto multiply =
         kernel == InPlaceKernel::eightLanes ? eight_lanes::multiplyFromRight : four_lanes::multiplyFromRight;
-    multiply(rows, order, x, ldx, v, ldv, atLeast(work, mostRowsOfTile, order));
+    multiply(rows, order, x, ldx, v, ldv, atLeast(work, mostCopiedRows, order));
 }
 
 void multiplyInPlaceFromLeft(int order, int columns, double* x, int ldx, const double* v, int ldv, Elements& work,
                              InPlaceKernel kernel) {
+    kernel = std::min(kernel, fastestInPlaceKernel());
     if (kernel == InPlaceKernel::dgemm) {
         return multiplyFromLeftByDgemm(order, columns, x, ldx, v, ldv, work);
     }
     const auto multiply =
         kernel == InPlaceKernel::eightLanes ? eight_lanes::multiplyFromLeft : four_lanes::multiplyFromLeft;
-    multiply(order, columns, x, ldx, v, ldv, atLeast(work, order + 2 * mostPadding, order));
+    multiply(order, columns, x, ldx, v, ldv, atLeast(work, order + mostRowsFilledUp + mostCopiedColumns, order));
 }
 
 }  // namespace qormath::control_utility

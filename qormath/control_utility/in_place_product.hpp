@@ -1,19 +1,24 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 namespace qormath::control_utility {
 
-/// What makes the products: each later one needs more of the processor, and takes less time.
+/// What makes the products: each later one needs more of the processor, and took less time where it was measured.
 enum class InPlaceKernel { dgemm, fourLanes, eightLanes };
 
 /// The last one that this processor can run.
 InPlaceKernel fastestInPlaceKernel();
 
-/// x := x v with x of rows by order and v square. work is enlarged where it is too small, and kept for the next call.
+/// The length of a work array with which no product of up to this order has to enlarge it.
+std::size_t inPlaceWorkLength(int order);
+
+/// x := x v with x of rows by order and v square. work is enlarged where it is too small, and kept for the next call. A
+/// kernel that the processor cannot run gives way to the last one that it can.
 ///
 /// What takes a window of a large matrix to another form is applied to the rest of the matrix in such products, with an
-/// order of 30 to 100. DGEMM needs a copy of x for them, and the order is too small for the copies that it makes of
+/// order of up to 80. DGEMM needs a copy of x for them, and the order is too small for the copies that it makes of
 /// both factors and for the passes over its result: it comes to 0.6 to 0.8 of its speed. On processors that multiply
 /// and add four or eight numbers at once (AVX2 with FMA, AVX-512), own kernels copy a few rows at a time, which stay in
 /// the first cache until the result is in their place. What they make of a row does not depend on the rows beside it,

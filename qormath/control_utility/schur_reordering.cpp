@@ -87,6 +87,8 @@ class WindowedReordering {
           // A window grows by one row where its edge would cut a pair.
           window_(square(windowRows + 1)),
           rotation_(square(windowRows + 1)),
+          // Nothing may fail between the window and the rest of the form.
+          products_(inPlaceWorkLength(windowRows + 1)),
           work_(static_cast<std::size_t>(windowRows + 1)) {}
 
     /// Moves the marked blocks to the top; leading is the number of rows that have arrived there.

@@ -106,7 +106,7 @@ bool largestOrdinary(const BasicMatrix<double>& matrix, double& largest) {
     for (std::ptrdiff_t column = matrix.colRange.start; column <= matrix.colRange.end; ++column) {
         const double* const elements = matrix.array.data + column * matrix.storedRows + matrix.rowRange.start;
         int k = 0;
-        for (; k + lanes <= length; k += lanes) {
+        for (; length - k >= lanes; k += lanes) {
             for (std::size_t lane = 0; lane < lanes; ++lane) {
                 look(lane, elements[static_cast<std::size_t>(k) + lane]);
             }

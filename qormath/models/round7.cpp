@@ -1,22 +1,12 @@
-#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 
+#include <qormath/models/detail/powers_of_ten.hpp>
 #include <qormath/models/detail/round7.hpp>
 
 namespace qormath::models {
 namespace {
-
-constexpr int mostPower = 22;
-constexpr std::array<double, 2 * mostPower + 1> powers = {
-    1e-22, 1e-21, 1e-20, 1e-19, 1e-18, 1e-17, 1e-16, 1e-15, 1e-14, 1e-13, 1e-12, 1e-11, 1e-10, 1e-9, 1e-8,
-    1e-7,  1e-6,  1e-5,  1e-4,  1e-3,  1e-2,  1e-1,  1e0,   1e1,   1e2,   1e3,   1e4,   1e5,   1e6,  1e7,
-    1e8,   1e9,   1e10,  1e11,  1e12,  1e13,  1e14,  1e15,  1e16,  1e17,  1e18,  1e19,  1e20,  1e21, 1e22};
-
-double powerOfTen(int power) {
-    return powers[static_cast<std::size_t>(power + mostPower)];
-}
 
 // down takes the seven digits, which stand before the point of scaled, back. No branch depends on a sign or on digits:
 // a processor could not foresee those of a curve.

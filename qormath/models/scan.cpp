@@ -8,6 +8,7 @@
 #include <limits>
 #include <system_error>
 
+#include <qormath/models/detail/powers_of_ten.hpp>
 #include <qormath/models/detail/scan.hpp>
 
 namespace qormath::models {
@@ -36,13 +37,9 @@ const char* skipBlanks(const char* position, const char* end) {
     return position;
 }
 
-// 10^22 is the largest power of ten that a double holds exactly, and integers up to 2^53 are exact too: one
-// multiplication or division of the two is then the correctly rounded value (Clinger 1990).
-constexpr int largestExactPower = 22;
+// Integers up to 2^53 are exact, and so are powers of ten up to the 22nd: one multiplication or division of the two is
+// then the correctly rounded value (Clinger 1990).
 constexpr std::uint64_t largestExactInteger = std::uint64_t{1} << 53;
-constexpr std::array<double, largestExactPower + 1> exactPowers = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                                                   1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                                                   1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
 // Digits that are sure not to overflow 64 bits, and exponents that are sure not to overflow an int.
 constexpr int mostQuickDigits = 18;
@@ -101,22 +98,18 @@ std::uint64_t numberOf(std::uint64_t word) {
     return ((word & everyFourth) * firstAndThird + ((word >> 16) & everyFourth) * secondAndFourth) >> 32;
 }
 
-// The nearest doubles to the powers of ten that the columns of a file hold.
-constexpr int largestColumnPower = 22;
-constexpr std::array<double, 2 * largestColumnPower + 1> columnPowers = {
-    1e-22, 1e-21, 1e-20, 1e-19, 1e-18, 1e-17, 1e-16, 1e-15, 1e-14, 1e-13, 1e-12, 1e-11, 1e-10, 1e-9, 1e-8,
-    1e-7,  1e-6,  1e-5,  1e-4,  1e-3,  1e-2,  1e-1,  1e0,   1e1,   1e2,   1e3,   1e4,   1e5,   1e6,  1e7,
-    1e8,   1e9,   1e10,  1e11,  1e12,  1e13,  1e14,  1e15,  1e16,  1e17,  1e18,  1e19,  1e20,  1e21, 1e22};
-
-// Added to a byte, these set its top bit where it is above 0, or above 9.
+// Added to a byte of less than 128, these set its top bit where it is above 0, or above 9. A byte beyond has that bit
+// of itself, and only such a byte carries into the next.
 constexpr char onlyZero = 0x7f;
 constexpr char uptoNine = 0x76;
 
 // "  -d.dddddde-dd", with a blank for the sign of a positive number. No branch depends on signs or digits, which a
 // processor could not foresee.
 inline bool readFixedColumn(const char* column, float& value) {
-    // Two words that share a digit. Where the text is as expected, digits become their values and all else becomes 0:
-    // the other sign differs from the one that is expected in a known way, of which one bit is enough to tell it.
+    // Two words that share a digit, the first character in the lowest byte. Where the text is as expected, digits
+    // become their values and all else becomes 0. A minus for the blank, or a plus for the minus of the exponent,
+    // leaves a known value, of which one bit tells that it has to be taken off; any other character leaves something
+    // there.
     constexpr std::uint64_t minus = ' ' ^ '-';
     constexpr std::uint64_t plus = '-' ^ '+';
     constexpr std::uint64_t eitherCase = std::uint64_t{'e' ^ 'E'} << 32;
@@ -137,14 +130,13 @@ inline bool readFixedColumn(const char* column, float& value) {
     constexpr int decimals = 6;
     const int given = static_cast<int>(((back >> 48) & 0xff) * 10 + (back >> 56));
     const int exponent = (positiveExponent != 0 ? given : -given) - decimals;
-    if (exponent < -largestColumnPower || exponent > largestColumnPower) {
+    if (exponent < -largestExactPower || exponent > largestExactPower) {
         return false;
     }
     // A zero, the digit before the point and the six after it.
     const std::uint64_t digits = ((front >> 16) & 0xff00) | ((front >> 24) & 0xffff0000) | (back << 32);
     // Two roundings, of the power and of the product: less than two units of the last place.
-    const double scaled = static_cast<double>(static_cast<std::int64_t>(numberOf(digits))) *
-                          columnPowers[static_cast<std::size_t>(exponent + largestColumnPower)];
+    const double scaled = static_cast<double>(static_cast<std::int64_t>(numberOf(digits))) * powerOfTen(exponent);
     if (isNearMiddleOfFloats(scaled)) {
         return false;
     }
@@ -198,8 +190,8 @@ const char* quickReal(const char* position, const char* end, Real& value) {
     if (exponent < -largestExactPower || exponent > largestExactPower) {
         return nullptr;
     }
-    const double scaled = exponent < 0 ? static_cast<double>(digits) / exactPowers[static_cast<std::size_t>(-exponent)]
-                                       : static_cast<double>(digits) * exactPowers[static_cast<std::size_t>(exponent)];
+    const double scaled = exponent < 0 ? static_cast<double>(digits) / powerOfTen(-exponent)
+                                       : static_cast<double>(digits) * powerOfTen(exponent);
     return narrow(scaled, value) ? position : nullptr;
 }
 

@@ -16,6 +16,7 @@ using namespace qormath::control_utility;
 const double eps = std::ldexp(1.0, -53);
 const double nan = std::numeric_limits<double>::quiet_NaN();
 
+// About the sizes of tiles, and those that Schur forms use.
 constexpr int orders[] = {1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 16, 23, 24, 25, 33, 48, 52, 65, 96};
 
 /// Every kernel that this processor can run.
@@ -102,31 +103,67 @@ TEST(InPlaceProduct, IsTheProductWhateverTheSizes) {
     }
 }
 
-// Rows that are multiplied apart from the others come out alike, wherever a kernel puts them.
-TEST(InPlaceProduct, OfARowDoesNotDependOnTheRowsBesideIt) {
+void expectSameElements(const RawMatrix& x, const RawMatrix& y, int firstRow, int firstColumn, int rows, int columns) {
+    for (int j = firstColumn; j < columns; ++j) {
+        for (int i = firstRow; i < rows; ++i) {
+            ASSERT_EQ(x(i, j), y(i, j)) << "element " << i << ", " << j;
+        }
+    }
+}
+
+// What is multiplied apart from the rest comes out alike, wherever a kernel puts it.
+TEST(InPlaceProduct, OfARowOrColumnDoesNotDependOnThoseBesideIt) {
     NormalNumbers numbers(72);
+    constexpr int count = 61;
     for (const InPlaceKernel kernel : kernelsHere()) {
         if (kernel == InPlaceKernel::dgemm) {
             continue;  // promises nothing of the kind
         }
         for (const int order : orders) {
-            constexpr int rows = 61;
-            const RawMatrix before = framed(rows, order, numbers);
+            const RawMatrix tall = framed(count, order, numbers);
+            const RawMatrix wide = framed(order, count, numbers);
             const RawMatrix v = framed(order, order, numbers);
-            RawMatrix whole = before;
+            RawMatrix wholeTall = tall, wholeWide = wide;
             std::vector<double> work;
-            multiplyInPlaceFromRight(rows, order, whole.data(), whole.rows, v.data(), v.rows, work, kernel);
+            multiplyInPlaceFromRight(count, order, wholeTall.data(), tall.rows, v.data(), v.rows, work, kernel);
+            multiplyInPlaceFromLeft(order, count, wholeWide.data(), wide.rows, v.data(), v.rows, work, kernel);
             for (const int first : {0, 1, 7, 24, 60}) {
-                RawMatrix part = before;
-                multiplyInPlaceFromRight(rows - first, order, part.data() + first, part.rows, v.data(), v.rows, work,
-                                         kernel);
-                for (int j = 0; j < order; ++j) {
-                    for (int i = first; i < rows; ++i) {
-                        ASSERT_EQ(part(i, j), whole(i, j)) << "order " << order << ", rows from " << first;
-                    }
-                }
+                SCOPED_TRACE(testing::Message() << "order " << order << ", from " << first);
+                RawMatrix partTall = tall, partWide = wide;
+                multiplyInPlaceFromRight(count - first, order, partTall.data() + first, tall.rows, v.data(), v.rows,
+                                         work, kernel);
+                multiplyInPlaceFromLeft(order, count - first, &partWide(0, first), wide.rows, v.data(), v.rows, work,
+                                        kernel);
+                expectSameElements(partTall, wholeTall, first, 0, count, order);
+                expectSameElements(partWide, wholeWide, 0, first, order, count);
             }
         }
+    }
+}
+
+// Both sum in the order of the terms.
+TEST(InPlaceProduct, IsTheSameToTheBitWithFourLanesAndEight) {
+    if (fastestInPlaceKernel() < InPlaceKernel::eightLanes) {
+        GTEST_SKIP() << "this processor has no eight lanes";
+    }
+    NormalNumbers numbers(75);
+    constexpr int count = 53;
+    for (const int order : orders) {
+        const RawMatrix tall = framed(count, order, numbers);
+        const RawMatrix wide = framed(order, count, numbers);
+        const RawMatrix v = framed(order, order, numbers);
+        RawMatrix tallByFour = tall, tallByEight = tall, wideByFour = wide, wideByEight = wide;
+        std::vector<double> work;
+        for (const InPlaceKernel kernel : {InPlaceKernel::fourLanes, InPlaceKernel::eightLanes}) {
+            const bool isFour = kernel == InPlaceKernel::fourLanes;
+            multiplyInPlaceFromRight(count, order, (isFour ? tallByFour : tallByEight).data(), tall.rows, v.data(),
+                                     v.rows, work, kernel);
+            multiplyInPlaceFromLeft(order, count, (isFour ? wideByFour : wideByEight).data(), wide.rows, v.data(),
+                                    v.rows, work, kernel);
+        }
+        SCOPED_TRACE(order);
+        expectSameElements(tallByFour, tallByEight, 0, 0, count, order);
+        expectSameElements(wideByFour, wideByEight, 0, 0, order, count);
     }
 }
 
@@ -154,20 +191,48 @@ TEST(InPlaceProduct, KeepsWhatIsNotFiniteInItsRowOrColumn) {
 
 TEST(InPlaceProduct, TakesAWorkArrayOfAnySizeAndContents) {
     NormalNumbers numbers(74);
+    constexpr int count = 30;
     for (const InPlaceKernel kernel : kernelsHere()) {
         for (const int order : {8, 25}) {
             const RawMatrix v = framed(order, order, numbers);
-            const RawMatrix before = framed(30, order, numbers);
-            RawMatrix x = before, y = before;
+            const RawMatrix tall = framed(count, order, numbers);
+            const RawMatrix wide = framed(order, count, numbers);
+            RawMatrix tall1 = tall, tall2 = tall, wide1 = wide, wide2 = wide;
             std::vector<double> fresh, used(100000, nan);
-            multiplyInPlaceFromRight(30, order, x.data(), x.rows, v.data(), v.rows, fresh, kernel);
-            multiplyInPlaceFromRight(30, order, y.data(), y.rows, v.data(), v.rows, used, kernel);
-            for (int j = 0; j < order; ++j) {
-                for (int i = 0; i < 30; ++i) {
-                    EXPECT_EQ(x(i, j), y(i, j));
-                }
-            }
+            multiplyInPlaceFromRight(count, order, tall1.data(), tall.rows, v.data(), v.rows, fresh, kernel);
+            multiplyInPlaceFromRight(count, order, tall2.data(), tall.rows, v.data(), v.rows, used, kernel);
+            multiplyInPlaceFromLeft(order, count, wide1.data(), wide.rows, v.data(), v.rows, fresh, kernel);
+            multiplyInPlaceFromLeft(order, count, wide2.data(), wide.rows, v.data(), v.rows, used, kernel);
+            expectSameElements(tall1, tall2, 0, 0, count, order);
+            expectSameElements(wide1, wide2, 0, 0, order, count);
         }
+    }
+}
+
+TEST(InPlaceProduct, NeverEnlargesAWorkArrayOfTheLengthThatIsTold) {
+    NormalNumbers numbers(76);
+    constexpr int count = 300;
+    for (const InPlaceKernel kernel : kernelsHere()) {
+        for (const int order : orders) {
+            RawMatrix tall = framed(count, order, numbers);
+            RawMatrix wide = framed(order, count, numbers);
+            const RawMatrix v = framed(order, order, numbers);
+            const std::size_t length = inPlaceWorkLength(order);
+            std::vector<double> work(length);
+            multiplyInPlaceFromRight(count, order, tall.data(), tall.rows, v.data(), v.rows, work, kernel);
+            multiplyInPlaceFromLeft(order, count, wide.data(), wide.rows, v.data(), v.rows, work, kernel);
+            EXPECT_EQ(work.size(), length) << order;
+        }
+    }
+}
+
+TEST(InPlaceProduct, OfOrderZeroTouchesNothing) {
+    for (const InPlaceKernel kernel : kernelsHere()) {
+        double x = 7.0;
+        std::vector<double> work;
+        multiplyInPlaceFromRight(1, 0, &x, 1, &x, 1, work, kernel);
+        multiplyInPlaceFromLeft(0, 1, &x, 1, &x, 1, work, kernel);
+        EXPECT_EQ(x, 7.0);
     }
 }
 

@@ -387,7 +387,7 @@ TEST(MatrixReductions, TheLargestElementIsThatOfAWalkInOrder) {
             a(0, 0) = 1e300;  // outside the view
             const Matrix<double> view = a(Range(1, rows, 1), Range(1, columns, 1));
             const auto expectOfWalk = [&](const char* what) {
-                for (const Matrix<double>& matrix : {view, Matrix<double>(view.transpose())}) {
+                for (const Matrix<double>& matrix : formsOf(view)) {
                     double largest = 0.0;
                     for (const double element : matrix) {
                         largest = largest > std::fabs(element) ? largest : std::fabs(element);

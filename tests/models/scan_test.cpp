@@ -513,7 +513,7 @@ TEST(FixedColumns, OfWrittenLinesReadLikeScanf) {
     EXPECT_GT(taken, lines - lines / 20);
 }
 
-// Above 2^26 the floats lie 8 apart, and every other multiple of ten that a multiple of 4 is lies between two of them.
+// Above 2^26 the floats lie 8 apart, and every other multiple of 20 is in the middle of two of them.
 TEST(FixedColumns, InTheMiddleOfTwoFloatsAreLeftToTheScanner) {
     int middles = 0;
     for (int digits = 6800000; digits < 6800400; ++digits) {
@@ -586,4 +586,8 @@ TEST(FixedColumns, LeaveOtherSpellingsToTheScanner) {
     EXPECT_TRUE(readFixedColumns("   1.000000e-16", 1, &value));
     EXPECT_EQ(value, 1e-16F);
     EXPECT_FALSE(readFixedColumns("   1.000000e-17", 1, &value));
+    // The columns before one that is refused are read, those after it are not.
+    std::array<float, 3> three{7.0F, 7.0F, 7.0F};
+    EXPECT_FALSE(readFixedColumns("   1.000000e+00   +2.00000e+00   3.000000e+00", 3, three.data()));
+    EXPECT_EQ(three, (std::array<float, 3>{1.0F, 7.0F, 7.0F}));
 }

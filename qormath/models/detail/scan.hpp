@@ -7,10 +7,10 @@ namespace qormath::models {
 /// The width of a number as "%15.6e" prints it.
 inline constexpr int fixedColumnWidth = 15;
 
-/// Reads numbers that stand side by side in columns of 15 characters, each just as "%15.6e" prints it, with an exponent
-/// of two digits. False, and the values from that column on are not written, for every other text and where one
-/// rounding is not sure to be the right one; the Scanner reads those. What it does read is what the Scanner would,
-/// provided that no digit follows the last column.
+/// Reads numbers that stand side by side in columns of 15 characters, each as "%15.6e" prints it, with an exponent of
+/// two digits; an E, a mantissa below 1 and any sign of an exponent of 0 will do. False, and the values from that
+/// column on are not written, for every other text and where one rounding is not sure to be the right one; the Scanner
+/// reads those. What it does read is what the Scanner would, provided that no digit follows the last column.
 bool readFixedColumns(const char* text, int count, float* values);
 
 /// Takes fields off a line as the conversions of scanf do in the C locale, with no locale looked at.
