@@ -110,6 +110,7 @@ QORMATH_KERNEL void packRows(int rows, int columns, const double* x, std::ptrdif
     }
 }
 
+/// x := x v, so many rows of x at a time as a tile has.
 QORMATH_KERNEL void multiplyFromRight(int rows, int order, double* x, std::ptrdiff_t ldx, const double* v,
                                       std::ptrdiff_t ldv, double* copy) {
     for (int row = 0; row < rows; row += mostRows) {
@@ -119,6 +120,7 @@ QORMATH_KERNEL void multiplyFromRight(int rows, int order, double* x, std::ptrdi
     }
 }
 
+/// x := v' x, so many columns of x at a time as a tile has, with all tiles of v' side by side.
 QORMATH_KERNEL void multiplyFromLeft(int order, int columns, double* x, std::ptrdiff_t ldx, const double* v,
                                      std::ptrdiff_t ldv, double* copy) {
     double* const ofColumns = copy + static_cast<std::ptrdiff_t>(paddedRows(order)) * order;
