@@ -173,14 +173,14 @@ void gramianFactor(benchmark::State& state, bool discrete) {
     });
 }
 
-// The product of 800 rows, or columns, by a square factor of the order of the first argument; the second is the kernel.
-// The counter is in flops a second: that of a large product by DGEMM is the measure.
+// The product of 800 rows, or columns, by a square factor of the order of the first argument; the second tells the
+// lanes. The counter is in flops a second: that of a large product by DGEMM is the measure.
 void inPlaceProduct(benchmark::State& state, bool fromRight) {
     constexpr int count = 800;
     const int order = static_cast<int>(state.range(0));
-    const auto kernel = static_cast<control_utility::InPlaceKernel>(state.range(1));
-    if (kernel > control_utility::fastestInPlaceKernel()) {
-        state.SkipWithError("this processor cannot run the kernel");
+    const auto lanes = static_cast<control_utility::Lanes>(state.range(1));
+    if (lanes > control_utility::lanesOfProcessor()) {
+        state.SkipWithError("this processor does not have the lanes");
         return;
     }
     // An orthogonal factor, with which the elements stay as large as they are.
@@ -191,9 +191,9 @@ void inPlaceProduct(benchmark::State& state, bool fromRight) {
     Elements x = randomMatrix(count, count, 3), work;
     for (auto _ : state) {
         if (fromRight) {
-            control_utility::multiplyInPlaceFromRight(count, order, x.data(), count, v.data(), order, work, kernel);
+            control_utility::multiplyInPlaceFromRight(count, order, x.data(), count, v.data(), order, work, lanes);
         } else {
-            control_utility::multiplyInPlaceFromLeft(order, count, x.data(), count, v.data(), order, work, kernel);
+            control_utility::multiplyInPlaceFromLeft(order, count, x.data(), count, v.data(), order, work, lanes);
         }
         benchmark::DoNotOptimize(x.data());
     }
@@ -203,8 +203,8 @@ void inPlaceProduct(benchmark::State& state, bool fromRight) {
 
 void atWindowOrders(benchmark::internal::Benchmark* benchmark) {
     for (const int order : {32, 48, 64, 80}) {
-        for (const int kernel : {0, 1, 2}) {
-            benchmark->Args({order, kernel});
+        for (const int lanes : {0, 1, 2}) {
+            benchmark->Args({order, lanes});
         }
     }
     benchmark->Unit(benchmark::kMicrosecond);

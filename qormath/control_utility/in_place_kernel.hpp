@@ -1,9 +1,9 @@
 // The kernels of in_place_product.cpp, which includes this once for each kind of processor, in a namespace of its own:
 // what allows the instructions of a processor has to stand at each function, and a template cannot choose it.
 //
-// Before it come QORMATH_KERNEL, which allows them, QORMATH_UNROLL, which has the loop after it written out, and three
-// constants: lanes, the numbers of a vector, and mostVectors and mostColumns, the size of a tile of the result. The
-// sums of a tile, a column of as many vectors and a factor are to fit the registers.
+// Before it come QORMATH_KERNEL, which allows them, and three constants: lanes, the numbers of a vector, and
+// mostVectors and mostColumns, the size of a tile of the result. The sums of a tile, a column of as many vectors and a
+// factor are to fit the registers.
 
 /// Numbers side by side, wherever they stand.
 typedef double Numbers __attribute__((vector_size(8 * lanes), aligned(8), may_alias));
@@ -14,7 +14,6 @@ constexpr int mostRows = mostVectors * lanes;
 template <int columns, int vectors>
 QORMATH_KERNEL void multiplyTile(int terms, const double* left, const double* right, std::ptrdiff_t ldRight, double* c,
                                  std::ptrdiff_t ldc) {
-    // Sums that are visited in loops would go by the memory.
     Numbers sums[columns][vectors];
     QORMATH_UNROLL
     for (int j = 0; j < columns; ++j) {

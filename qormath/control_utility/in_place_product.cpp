@@ -20,33 +20,14 @@ constexpr int mostCopiedRows = 24;
 constexpr int mostCopiedColumns = 8;
 constexpr int mostRowsFilledUp = 7;
 
-#if defined(__x86_64__) && defined(__GNUC__)
-
-#if defined(__clang__)
-#define QORMATH_UNROLL _Pragma("unroll")
-#else
-#define QORMATH_UNROLL _Pragma("GCC unroll 8")
-#endif
-
-namespace eight_lanes {
-
-constexpr int lanes = 8;
-constexpr int mostVectors = 3;
-constexpr int mostColumns = 8;
-#define QORMATH_KERNEL __attribute__((target("avx512f")))
-#include <qormath/control_utility/in_place_kernel.hpp>
-#undef QORMATH_KERNEL
-
-static_assert(mostRows <= mostCopiedRows && mostColumns <= mostCopiedColumns && lanes - 1 <= mostRowsFilledUp);
-
-}  // namespace eight_lanes
+#ifdef QORMATH_HAS_LANES
 
 namespace four_lanes {
 
 constexpr int lanes = 4;
 constexpr int mostVectors = 3;
 constexpr int mostColumns = 4;
-#define QORMATH_KERNEL __attribute__((target("avx2,fma")))
+#define QORMATH_KERNEL QORMATH_FOUR_LANES
 #include <qormath/control_utility/in_place_kernel.hpp>
 #undef QORMATH_KERNEL
 
@@ -54,28 +35,27 @@ static_assert(mostRows <= mostCopiedRows && mostColumns <= mostCopiedColumns && 
 
 }  // namespace four_lanes
 
-#undef QORMATH_UNROLL
+namespace eight_lanes {
 
-InPlaceKernel kernelOfProcessor() {
-    if (__builtin_cpu_supports("avx512f")) {
-        return InPlaceKernel::eightLanes;
-    }
-    const bool hasFour = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    return hasFour ? InPlaceKernel::fourLanes : InPlaceKernel::dgemm;
-}
+constexpr int lanes = 8;
+constexpr int mostVectors = 3;
+constexpr int mostColumns = 8;
+#define QORMATH_KERNEL QORMATH_EIGHT_LANES
+#include <qormath/control_utility/in_place_kernel.hpp>
+#undef QORMATH_KERNEL
+
+static_assert(mostRows <= mostCopiedRows && mostColumns <= mostCopiedColumns && lanes - 1 <= mostRowsFilledUp);
+
+}  // namespace eight_lanes
 
 #else
 
-// No processor here runs them, and so they are not called.
-namespace eight_lanes {
+// No processor here has lanes, and so these are not called.
+namespace four_lanes {
 void multiplyFromRight(int, int, double*, std::ptrdiff_t, const double*, std::ptrdiff_t, double*) {}
 void multiplyFromLeft(int, int, double*, std::ptrdiff_t, const double*, std::ptrdiff_t, double*) {}
-}  // namespace eight_lanes
-namespace four_lanes = eight_lanes;
-
-InPlaceKernel kernelOfProcessor() {
-    return InPlaceKernel::dgemm;
-}
+}  // namespace four_lanes
+namespace eight_lanes = four_lanes;
 
 #endif
 
@@ -123,30 +103,23 @@ std::size_t inPlaceWorkLength(int order) {
     return static_cast<std::size_t>(order) * static_cast<std::size_t>(std::max(strip, ofKernels));
 }
 
-InPlaceKernel fastestInPlaceKernel() {
-    static const InPlaceKernel fastest = kernelOfProcessor();
-    return fastest;
-}
-
 void multiplyInPlaceFromRight(int rows, int order, double* x, int ldx, const double* v, int ldv, Elements& work,
-                              InPlaceKernel kernel) {
-    kernel = std::min(kernel, fastestInPlaceKernel());
-    if (kernel == InPlaceKernel::dgemm) {
+                              Lanes lanes) {
+    lanes = std::min(lanes, lanesOfProcessor());
+    if (lanes == Lanes::none) {
         return multiplyFromRightByDgemm(rows, order, x, ldx, v, ldv, work);
     }
-    const auto multiply =
-        kernel == InPlaceKernel::eightLanes ? eight_lanes::multiplyFromRight : four_lanes::multiplyFromRight;
+    const auto multiply = lanes == Lanes::eight ? eight_lanes::multiplyFromRight : four_lanes::multiplyFromRight;
     multiply(rows, order, x, ldx, v, ldv, atLeast(work, mostCopiedRows, order));
 }
 
 void multiplyInPlaceFromLeft(int order, int columns, double* x, int ldx, const double* v, int ldv, Elements& work,
-                             InPlaceKernel kernel) {
-    kernel = std::min(kernel, fastestInPlaceKernel());
-    if (kernel == InPlaceKernel::dgemm) {
+                             Lanes lanes) {
+    lanes = std::min(lanes, lanesOfProcessor());
+    if (lanes == Lanes::none) {
         return multiplyFromLeftByDgemm(order, columns, x, ldx, v, ldv, work);
     }
-    const auto multiply =
-        kernel == InPlaceKernel::eightLanes ? eight_lanes::multiplyFromLeft : four_lanes::multiplyFromLeft;
+    const auto multiply = lanes == Lanes::eight ? eight_lanes::multiplyFromLeft : four_lanes::multiplyFromLeft;
     multiply(order, columns, x, ldx, v, ldv, atLeast(work, order + mostRowsFilledUp + mostCopiedColumns, order));
 }
 

@@ -3,19 +3,15 @@
 #include <cstddef>
 #include <vector>
 
+#include <qormath/control_utility/processor_lanes.hpp>
+
 namespace qormath::control_utility {
-
-/// What makes the products: each later one needs more of the processor, and took less time where it was measured.
-enum class InPlaceKernel { dgemm, fourLanes, eightLanes };
-
-/// The last one that this processor can run.
-InPlaceKernel fastestInPlaceKernel();
 
 /// The length of a work array with which no product of up to this order has to enlarge it.
 std::size_t inPlaceWorkLength(int order);
 
-/// x := x v with x of rows by order and v square. work is enlarged where it is too small, and kept for the next call. A
-/// kernel that the processor cannot run gives way to the last one that it can.
+/// x := x v with x of rows by order and v square. work is enlarged where it is too small, and kept for the next call.
+/// Lanes that the processor does not have give way to those that it has.
 ///
 /// What takes a window of a large matrix to another form is applied to the rest of the matrix in such products, with an
 /// order of up to 80. DGEMM needs a copy of x for them, and the order is too small for the copies that it makes of
@@ -24,10 +20,10 @@ std::size_t inPlaceWorkLength(int order);
 /// the first cache until the result is in their place. What they make of a row does not depend on the rows beside it,
 /// to the bit.
 void multiplyInPlaceFromRight(int rows, int order, double* x, int ldx, const double* v, int ldv,
-                              std::vector<double>& work, InPlaceKernel kernel = fastestInPlaceKernel());
+                              std::vector<double>& work, Lanes lanes = lanesOfProcessor());
 
 /// The same for x := v' x with x of order by columns.
 void multiplyInPlaceFromLeft(int order, int columns, double* x, int ldx, const double* v, int ldv,
-                             std::vector<double>& work, InPlaceKernel kernel = fastestInPlaceKernel());
+                             std::vector<double>& work, Lanes lanes = lanesOfProcessor());
 
 }  // namespace qormath::control_utility

@@ -6,6 +6,7 @@
 
 #include <qormath/control_utility/in_place_product.hpp>
 
+#include "processor_lanes_here.hpp"
 #include "support/raw_matrix.hpp"
 
 namespace {
@@ -18,17 +19,6 @@ const double nan = std::numeric_limits<double>::quiet_NaN();
 
 // About the sizes of tiles, and those that Schur forms use.
 constexpr int orders[] = {1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 16, 23, 24, 25, 33, 48, 52, 65, 96};
-
-/// Every kernel that this processor can run.
-std::vector<InPlaceKernel> kernelsHere() {
-    std::vector<InPlaceKernel> result;
-    for (const auto kernel : {InPlaceKernel::dgemm, InPlaceKernel::fourLanes, InPlaceKernel::eightLanes}) {
-        if (kernel <= fastestInPlaceKernel()) {
-            result.push_back(kernel);
-        }
-    }
-    return result;
-}
 
 /// A random matrix with more rows, and columns to the right, that nobody may touch.
 RawMatrix framed(int rows, int columns, NormalNumbers& numbers) {
@@ -50,12 +40,12 @@ void expectUntouchedFrame(const RawMatrix& x, int rows, int columns) {
 }
 
 /// Compares with the definition, element by element.
-void expectProductFromRight(InPlaceKernel kernel, int rows, int order, NormalNumbers& numbers) {
+void expectProductFromRight(Lanes lanes, int rows, int order, NormalNumbers& numbers) {
     const RawMatrix before = framed(rows, order, numbers);
     const RawMatrix v = framed(order, order, numbers);
     RawMatrix x = before;
     std::vector<double> work;
-    multiplyInPlaceFromRight(rows, order, x.data(), x.rows, v.data(), v.rows, work, kernel);
+    multiplyInPlaceFromRight(rows, order, x.data(), x.rows, v.data(), v.rows, work, lanes);
     expectUntouchedFrame(x, rows, order);
     for (int j = 0; j < order; ++j) {
         for (int i = 0; i < rows; ++i) {
@@ -70,12 +60,12 @@ void expectProductFromRight(InPlaceKernel kernel, int rows, int order, NormalNum
     }
 }
 
-void expectProductFromLeft(InPlaceKernel kernel, int order, int columns, NormalNumbers& numbers) {
+void expectProductFromLeft(Lanes lanes, int order, int columns, NormalNumbers& numbers) {
     const RawMatrix before = framed(order, columns, numbers);
     const RawMatrix v = framed(order, order, numbers);
     RawMatrix x = before;
     std::vector<double> work;
-    multiplyInPlaceFromLeft(order, columns, x.data(), x.rows, v.data(), v.rows, work, kernel);
+    multiplyInPlaceFromLeft(order, columns, x.data(), x.rows, v.data(), v.rows, work, lanes);
     expectUntouchedFrame(x, order, columns);
     for (int j = 0; j < columns; ++j) {
         for (int i = 0; i < order; ++i) {
@@ -91,13 +81,13 @@ void expectProductFromLeft(InPlaceKernel kernel, int order, int columns, NormalN
 
 TEST(InPlaceProduct, IsTheProductWhateverTheSizes) {
     NormalNumbers numbers(71);
-    for (const InPlaceKernel kernel : kernelsHere()) {
+    for (const Lanes lanes : allLanesHere()) {
         for (const int order : orders) {
             for (const int other : {0, 1, 2, 3, 4, 5, 8, 9, 11, 12, 13, 16, 17, 23, 24, 25, 47, 50, 255, 256, 257}) {
                 SCOPED_TRACE(testing::Message()
-                             << "kernel " << static_cast<int>(kernel) << ", " << order << " and " << other);
-                expectProductFromRight(kernel, other, order, numbers);
-                expectProductFromLeft(kernel, order, other, numbers);
+                             << "lanes " << static_cast<int>(lanes) << ", " << order << " and " << other);
+                expectProductFromRight(lanes, other, order, numbers);
+                expectProductFromLeft(lanes, order, other, numbers);
             }
         }
     }
@@ -115,8 +105,8 @@ void expectSameElements(const RawMatrix& x, const RawMatrix& y, int firstRow, in
 TEST(InPlaceProduct, OfARowOrColumnDoesNotDependOnThoseBesideIt) {
     NormalNumbers numbers(72);
     constexpr int count = 61;
-    for (const InPlaceKernel kernel : kernelsHere()) {
-        if (kernel == InPlaceKernel::dgemm) {
+    for (const Lanes lanes : allLanesHere()) {
+        if (lanes == Lanes::none) {
             continue;  // promises nothing of the kind
         }
         for (const int order : orders) {
@@ -125,15 +115,15 @@ TEST(InPlaceProduct, OfARowOrColumnDoesNotDependOnThoseBesideIt) {
             const RawMatrix v = framed(order, order, numbers);
             RawMatrix wholeTall = tall, wholeWide = wide;
             std::vector<double> work;
-            multiplyInPlaceFromRight(count, order, wholeTall.data(), tall.rows, v.data(), v.rows, work, kernel);
-            multiplyInPlaceFromLeft(order, count, wholeWide.data(), wide.rows, v.data(), v.rows, work, kernel);
+            multiplyInPlaceFromRight(count, order, wholeTall.data(), tall.rows, v.data(), v.rows, work, lanes);
+            multiplyInPlaceFromLeft(order, count, wholeWide.data(), wide.rows, v.data(), v.rows, work, lanes);
             for (const int first : {0, 1, 7, 24, 60}) {
                 SCOPED_TRACE(testing::Message() << "order " << order << ", from " << first);
                 RawMatrix partTall = tall, partWide = wide;
                 multiplyInPlaceFromRight(count - first, order, partTall.data() + first, tall.rows, v.data(), v.rows,
-                                         work, kernel);
+                                         work, lanes);
                 multiplyInPlaceFromLeft(order, count - first, &partWide(0, first), wide.rows, v.data(), v.rows, work,
-                                        kernel);
+                                        lanes);
                 expectSameElements(partTall, wholeTall, first, 0, count, order);
                 expectSameElements(partWide, wholeWide, 0, first, order, count);
             }
@@ -143,7 +133,7 @@ TEST(InPlaceProduct, OfARowOrColumnDoesNotDependOnThoseBesideIt) {
 
 // Both sum in the order of the terms.
 TEST(InPlaceProduct, IsTheSameToTheBitWithFourLanesAndEight) {
-    if (fastestInPlaceKernel() < InPlaceKernel::eightLanes) {
+    if (lanesOfProcessor() < Lanes::eight) {
         GTEST_SKIP() << "this processor has no eight lanes";
     }
     NormalNumbers numbers(75);
@@ -154,12 +144,12 @@ TEST(InPlaceProduct, IsTheSameToTheBitWithFourLanesAndEight) {
         const RawMatrix v = framed(order, order, numbers);
         RawMatrix tallByFour = tall, tallByEight = tall, wideByFour = wide, wideByEight = wide;
         std::vector<double> work;
-        for (const InPlaceKernel kernel : {InPlaceKernel::fourLanes, InPlaceKernel::eightLanes}) {
-            const bool isFour = kernel == InPlaceKernel::fourLanes;
+        for (const Lanes lanes : {Lanes::four, Lanes::eight}) {
+            const bool isFour = lanes == Lanes::four;
             multiplyInPlaceFromRight(count, order, (isFour ? tallByFour : tallByEight).data(), tall.rows, v.data(),
-                                     v.rows, work, kernel);
+                                     v.rows, work, lanes);
             multiplyInPlaceFromLeft(order, count, (isFour ? wideByFour : wideByEight).data(), wide.rows, v.data(),
-                                    v.rows, work, kernel);
+                                    v.rows, work, lanes);
         }
         SCOPED_TRACE(order);
         expectSameElements(tallByFour, tallByEight, 0, 0, count, order);
@@ -171,15 +161,15 @@ TEST(InPlaceProduct, KeepsWhatIsNotFiniteInItsRowOrColumn) {
     NormalNumbers numbers(73);
     constexpr int order = 13;
     constexpr int other = 29;
-    for (const InPlaceKernel kernel : kernelsHere()) {
+    for (const Lanes lanes : allLanesHere()) {
         RawMatrix v = framed(order, order, numbers);
         RawMatrix x = framed(other, order, numbers);
         RawMatrix y = framed(order, other, numbers);
         x(other - 1, 4) = nan;
         y(4, other - 1) = std::numeric_limits<double>::infinity();
         std::vector<double> work;
-        multiplyInPlaceFromRight(other, order, x.data(), x.rows, v.data(), v.rows, work, kernel);
-        multiplyInPlaceFromLeft(order, other, y.data(), y.rows, v.data(), v.rows, work, kernel);
+        multiplyInPlaceFromRight(other, order, x.data(), x.rows, v.data(), v.rows, work, lanes);
+        multiplyInPlaceFromLeft(order, other, y.data(), y.rows, v.data(), v.rows, work, lanes);
         for (int j = 0; j < order; ++j) {
             for (int i = 0; i < other; ++i) {
                 EXPECT_EQ(std::isfinite(x(i, j)), i < other - 1);
@@ -192,17 +182,17 @@ TEST(InPlaceProduct, KeepsWhatIsNotFiniteInItsRowOrColumn) {
 TEST(InPlaceProduct, TakesAWorkArrayOfAnySizeAndContents) {
     NormalNumbers numbers(74);
     constexpr int count = 30;
-    for (const InPlaceKernel kernel : kernelsHere()) {
+    for (const Lanes lanes : allLanesHere()) {
         for (const int order : {8, 25}) {
             const RawMatrix v = framed(order, order, numbers);
             const RawMatrix tall = framed(count, order, numbers);
             const RawMatrix wide = framed(order, count, numbers);
             RawMatrix tall1 = tall, tall2 = tall, wide1 = wide, wide2 = wide;
             std::vector<double> fresh, used(100000, nan);
-            multiplyInPlaceFromRight(count, order, tall1.data(), tall.rows, v.data(), v.rows, fresh, kernel);
-            multiplyInPlaceFromRight(count, order, tall2.data(), tall.rows, v.data(), v.rows, used, kernel);
-            multiplyInPlaceFromLeft(order, count, wide1.data(), wide.rows, v.data(), v.rows, fresh, kernel);
-            multiplyInPlaceFromLeft(order, count, wide2.data(), wide.rows, v.data(), v.rows, used, kernel);
+            multiplyInPlaceFromRight(count, order, tall1.data(), tall.rows, v.data(), v.rows, fresh, lanes);
+            multiplyInPlaceFromRight(count, order, tall2.data(), tall.rows, v.data(), v.rows, used, lanes);
+            multiplyInPlaceFromLeft(order, count, wide1.data(), wide.rows, v.data(), v.rows, fresh, lanes);
+            multiplyInPlaceFromLeft(order, count, wide2.data(), wide.rows, v.data(), v.rows, used, lanes);
             expectSameElements(tall1, tall2, 0, 0, count, order);
             expectSameElements(wide1, wide2, 0, 0, order, count);
         }
@@ -212,26 +202,26 @@ TEST(InPlaceProduct, TakesAWorkArrayOfAnySizeAndContents) {
 TEST(InPlaceProduct, NeverEnlargesAWorkArrayOfTheLengthThatIsTold) {
     NormalNumbers numbers(76);
     constexpr int count = 300;
-    for (const InPlaceKernel kernel : kernelsHere()) {
+    for (const Lanes lanes : allLanesHere()) {
         for (const int order : orders) {
             RawMatrix tall = framed(count, order, numbers);
             RawMatrix wide = framed(order, count, numbers);
             const RawMatrix v = framed(order, order, numbers);
             const std::size_t length = inPlaceWorkLength(order);
             std::vector<double> work(length);
-            multiplyInPlaceFromRight(count, order, tall.data(), tall.rows, v.data(), v.rows, work, kernel);
-            multiplyInPlaceFromLeft(order, count, wide.data(), wide.rows, v.data(), v.rows, work, kernel);
+            multiplyInPlaceFromRight(count, order, tall.data(), tall.rows, v.data(), v.rows, work, lanes);
+            multiplyInPlaceFromLeft(order, count, wide.data(), wide.rows, v.data(), v.rows, work, lanes);
             EXPECT_EQ(work.size(), length) << order;
         }
     }
 }
 
 TEST(InPlaceProduct, OfOrderZeroTouchesNothing) {
-    for (const InPlaceKernel kernel : kernelsHere()) {
+    for (const Lanes lanes : allLanesHere()) {
         double x = 7.0;
         std::vector<double> work;
-        multiplyInPlaceFromRight(1, 0, &x, 1, &x, 1, work, kernel);
-        multiplyInPlaceFromLeft(0, 1, &x, 1, &x, 1, work, kernel);
+        multiplyInPlaceFromRight(1, 0, &x, 1, &x, 1, work, lanes);
+        multiplyInPlaceFromLeft(0, 1, &x, 1, &x, 1, work, lanes);
         EXPECT_EQ(x, 7.0);
     }
 }

@@ -5,11 +5,13 @@
 
 #include <qormath/control_utility/thin_products.hpp>
 
+#include "processor_lanes_here.hpp"
 #include "support/raw_matrix.hpp"
 
 namespace {
 
 using namespace qormath::test;
+using qormath::control_utility::Lanes;
 using qormath::control_utility::multiplyThin;
 using qormath::lapack::Op;
 
@@ -28,13 +30,13 @@ RawMatrix withPoisonBelow(int rows, int columns, int below, NormalNumbers& numbe
 }
 
 /// Compares a product with its definition, element by element.
-void expectTheProduct(Op opB, int m, int n, int k, double alpha, double beta, NormalNumbers& numbers) {
+void expectTheProduct(Lanes lanes, Op opB, int m, int n, int k, double alpha, double beta, NormalNumbers& numbers) {
     const bool plain = opB == Op::none;
     const RawMatrix a = withPoisonBelow(m, k, 3, numbers);
     const RawMatrix b = withPoisonBelow(plain ? k : n, plain ? n : k, 1, numbers);
     const RawMatrix before = beta == 0.0 ? RawMatrix(m + 2, n, nan) : withPoisonBelow(m, n, 2, numbers);
     RawMatrix c = before;
-    multiplyThin(opB, m, n, k, alpha, a.data(), a.rows, b.data(), b.rows, beta, c.data(), c.rows);
+    multiplyThin(opB, m, n, k, alpha, a.data(), a.rows, b.data(), b.rows, beta, c.data(), c.rows, lanes);
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < m; ++i) {
             double sum = beta == 0.0 ? 0.0 : beta * before(i, j);
@@ -60,9 +62,11 @@ TEST(ThinProduct, IsTheProductWhateverTheSizes) {
                 for (Op opB : {Op::none, Op::transpose}) {
                     SCOPED_TRACE(std::to_string(m) + " by " + std::to_string(n) + ", inner size " + std::to_string(k) +
                                  (opB == Op::none ? "" : ", transposed"));
-                    expectTheProduct(opB, m, n, k, 1.0, 0.0, numbers);
-                    expectTheProduct(opB, m, n, k, -1.0, 1.0, numbers);
-                    expectTheProduct(opB, m, n, k, 0.7, -0.3, numbers);
+                    for (const Lanes lanes : allLanesHere()) {
+                        expectTheProduct(lanes, opB, m, n, k, 1.0, 0.0, numbers);
+                        expectTheProduct(lanes, opB, m, n, k, -1.0, 1.0, numbers);
+                        expectTheProduct(lanes, opB, m, n, k, 0.7, -0.3, numbers);
+                    }
                 }
             }
         }
@@ -71,18 +75,20 @@ TEST(ThinProduct, IsTheProductWhateverTheSizes) {
 
 TEST(ThinProduct, PassesOnWhatIsNotFinite) {
     const double infinity = std::numeric_limits<double>::infinity();
-    for (int n : {1, 2, 10, 16, 17}) {
-        for (int m : {1, 4, 8, 11}) {
-            RawMatrix a(m, 30, 1.0), b(30, n, 1.0), c(m, n);
-            a(m - 1, 29) = nan;
-            b(3, n - 1) = infinity;
-            multiplyThin(Op::none, m, n, 30, 1.0, a.data(), m, b.data(), 30, 0.0, c.data(), m);
-            for (int j = 0; j < n; ++j) {
-                for (int i = 0; i < m; ++i) {
-                    if (i == m - 1) {
-                        EXPECT_TRUE(std::isnan(c(i, j)));
-                    } else {
-                        EXPECT_EQ(c(i, j), j == n - 1 ? infinity : 30.0);
+    for (const Lanes lanes : allLanesHere()) {
+        for (int n : {1, 2, 10, 16, 17}) {
+            for (int m : {1, 4, 8, 11, 19}) {
+                RawMatrix a(m, 30, 1.0), b(30, n, 1.0), c(m, n);
+                a(m - 1, 29) = nan;
+                b(3, n - 1) = infinity;
+                multiplyThin(Op::none, m, n, 30, 1.0, a.data(), m, b.data(), 30, 0.0, c.data(), m, lanes);
+                for (int j = 0; j < n; ++j) {
+                    for (int i = 0; i < m; ++i) {
+                        if (i == m - 1) {
+                            EXPECT_TRUE(std::isnan(c(i, j)));
+                        } else {
+                            EXPECT_EQ(c(i, j), j == n - 1 ? infinity : 30.0);
+                        }
                     }
                 }
             }

@@ -1,0 +1,25 @@
+#include <qormath/control_utility/processor_lanes.hpp>
+
+namespace qormath::control_utility {
+
+namespace {
+
+Lanes findLanes() {
+#ifdef QORMATH_HAS_LANES
+    if (__builtin_cpu_supports("avx512f")) {
+        return Lanes::eight;
+    }
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") ? Lanes::four : Lanes::none;
+#else
+    return Lanes::none;
+#endif
+}
+
+}  // namespace
+
+Lanes lanesOfProcessor() {
+    static const Lanes lanes = findLanes();
+    return lanes;
+}
+
+}  // namespace qormath::control_utility
