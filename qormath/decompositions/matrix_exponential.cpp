@@ -122,25 +122,14 @@ int zeroRowsAtBottom(const Matrix<double>& m) {
 /// the series gives no result. Rows of zeros at the bottom, those of inputs that stay, take no part in the products.
 bool exponentialBySeries(Matrix<double>& m, double shift) {
     const int n = m.rows();
-    const double factor = std::exp(shift);
     double* const data = m.numericData(true);
-    if (!std::isfinite(factor) || !qormath::lapack::allFinite(n, n, data, n)) {
+    if (!qormath::lapack::allFinite(n, n, data, n)) {
         return false;
     }
     const int zeroRows = zeroRowsAtBottom(m);
     const int rows = n - zeroRows;
-    std::vector<double> top(static_cast<std::size_t>(rows) * static_cast<std::size_t>(n));
-    qormath::lapack::lacpy(rows, n, data, n, top.data(), rows);
-    for (int k = 0; k < rows; ++k) {
-        top[static_cast<std::size_t>(k) * (static_cast<std::size_t>(rows) + 1)] -= shift;
-    }
-    if (!qormath::decompositions::exponentialBySeries(rows, zeroRows, -shift, top)) {
+    if (!qormath::decompositions::exponentialBySeries(rows, zeroRows, shift, data, n)) {
         return false;
-    }
-    for (int j = 0; j < n; ++j) {
-        const double* const from = top.data() + static_cast<std::ptrdiff_t>(j) * rows;
-        std::transform(from, from + rows, data + static_cast<std::ptrdiff_t>(j) * n,
-                       [factor](double value) { return value * factor; });
     }
     for (int k = rows; k < n; ++k) {
         m(k, k) = 1.0;

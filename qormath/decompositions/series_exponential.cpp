@@ -11,6 +11,7 @@
 #include <qormath/decompositions/detail/power_bounds.hpp>
 #include <qormath/lapack/blas.hpp>
 #include <qormath/lapack/finite.hpp>
+#include <qormath/lapack/lapack.hpp>
 
 namespace qormath::decompositions {
 
@@ -63,10 +64,15 @@ struct Combination {
 
 class SeriesExponential {
   public:
-    SeriesExponential(int n, int m, double d, const std::vector<double>& top)
+    /// For [a b; 0 0] less shift I.
+    SeriesExponential(int n, int m, double shift, const double* top, int ldTop)
         : n_(n), m_(m), a_(fresh()), rowSums_(static_cast<std::size_t>(n)) {
-        std::copy_n(top.data(), length(), a_.top.get());
-        a_.corner = d;
+        lapack::lacpy(n, n + m, top, ldTop, a_.top.get(), n);
+        const std::size_t step = static_cast<std::size_t>(n) + 1;
+        for (std::size_t k = 0; k < static_cast<std::size_t>(n); ++k) {
+            a_.top[k * step] -= shift;
+        }
+        a_.corner = -shift;
     }
 
     /// False where a power overflows.
@@ -90,7 +96,14 @@ class SeriesExponential {
         return true;
     }
 
-    void copyTo(std::vector<double>& top) const { std::copy_n(result_.top.get(), length(), top.data()); }
+    bool isFinite() const { return lapack::allFinite(n_, n_ + m_, result_.top.get(), n_); }
+
+    void copyTo(double factor, double* top, int ldTop) const {
+        for (std::ptrdiff_t column = 0; column < n_ + m_; ++column) {
+            const double* const from = result_.top.get() + column * n_;
+            std::transform(from, from + n_, top + column * ldTop, [factor](double value) { return factor * value; });
+        }
+    }
 
   private:
     std::size_t length() const { return static_cast<std::size_t>(n_) * static_cast<std::size_t>(n_ + m_); }
@@ -147,7 +160,17 @@ class SeriesExponential {
         for (std::size_t k = begin; k < end; ++k) {
             to[k] = first->factor * first->matrix->top[k];
         }
-        for (auto term = first + 1; term != combination.terms.end(); ++term) {
+        // Two terms at a time, in their order.
+        auto term = first + 1;
+        for (; combination.terms.end() - term >= 2; term += 2) {
+            const double factor1 = term[0].factor, factor2 = term[1].factor;
+            const double* const from1 = term[0].matrix->top.get();
+            const double* const from2 = term[1].matrix->top.get();
+            for (std::size_t k = begin; k < end; ++k) {
+                to[k] = (to[k] + factor1 * from1[k]) + factor2 * from2[k];
+            }
+        }
+        for (; term != combination.terms.end(); ++term) {
             const double* const from = term->matrix->top.get();
             for (std::size_t k = begin; k < end; ++k) {
                 to[k] += term->factor * from[k];
@@ -353,13 +376,17 @@ class SeriesExponential {
 
 }  // namespace
 
-bool exponentialBySeries(int n, int m, double d, std::vector<double>& top) {
-    SeriesExponential exponential(n, m, d, top);
-    if (!exponential.run()) {
+bool exponentialBySeries(int n, int m, double shift, double* top, int ldTop) {
+    const double factor = std::exp(shift);
+    if (!std::isfinite(factor)) {
         return false;
     }
-    exponential.copyTo(top);
-    return lapack::allFinite(n, n + m, top.data(), n);
+    SeriesExponential exponential(n, m, shift, top, ldTop);
+    if (!exponential.run() || !exponential.isFinite()) {
+        return false;
+    }
+    exponential.copyTo(factor, top, ldTop);
+    return true;
 }
 
 }  // namespace qormath::decompositions

@@ -169,6 +169,16 @@ Matrix<double> exponentialOf(const Matrix<double>& m) {
     return e;
 }
 
+/// [a b; 0 0] times the sample time, with the inputs brought to the norm of the states by the scales: the error of an
+/// exponential goes by the norm of the whole.
+Matrix<double> heldExponent(const Matrix<double>& a, const Matrix<double>& b, double sampleTime,
+                            Vector<double>& scales) {
+    const Matrix<double> states = a * sampleTime;
+    const Matrix<double> inputs = b * sampleTime;
+    scales = columnScalesOf(inputs, std::max(1.0, states.maxAbs()));
+    return augmented(states, inputs.scaleColumnsBy(scales), 0.0);
+}
+
 }  // namespace
 
 void QorMathControl::Continuous2Discrete(Matrix<double>& a, Matrix<double>& b, Matrix<double>& c, Matrix<double>& d,
@@ -192,11 +202,8 @@ void QorMathControl::Discrete2Continuous(Matrix<double>& a, Matrix<double>& b, M
 void QorMathControl::Continuous2Discrete_ZOH(Matrix<double>& a, Matrix<double>& b, Matrix<double>& /*c*/,
                                              Matrix<double>& /*d*/, double sampleTime) {
     const int n = a.rows();
-    // The error goes by the norm of the whole, and so inputs are brought to that of the states.
-    const Matrix<double> states = a * sampleTime;
-    const Matrix<double> inputs = b * sampleTime;
-    const Vector<double> scales = columnScalesOf(inputs, std::max(1.0, states.maxAbs()));
-    const Matrix<double> exponent = augmented(states, inputs.scaleColumnsBy(scales), 0.0);
+    Vector<double> scales;
+    const Matrix<double> exponent = heldExponent(a, b, sampleTime, scales);
     if (exponent.rows() > 0) {
         extract(exponentialOf(exponent), n, a, b);
         undoColumnScales(b, scales);

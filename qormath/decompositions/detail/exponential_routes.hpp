@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include <qormath/core/matrix.hpp>
 
 namespace qormath::decompositions {
@@ -10,14 +8,14 @@ namespace qormath::decompositions {
 /// What is not finite gives NaN.
 QorMathLA::Matrix<double> exponentialByApproximant(QorMathLA::Matrix<double> m);
 
-/// Replaces the top rows of [a b; 0 d I] by those of its exponential. top holds a (n by n) and b (n by m) side by side,
-/// packed; n is at least 1. False where the result, or a power of a on the way to it, is not finite; top is then of no
-/// use.
+/// Replaces the top rows of [a b; 0 0] by those of its exponential, which is exp(s) times that of the matrix less s I;
+/// the shift s is to bring a near to zero. top holds a (n by n) and b (n by m) side by side, with columns ldTop apart;
+/// n is at least 1. False where exp(s), a power of a - s I, or its exponential is not finite; top is then as it was.
 ///
 /// Scaling and squaring of the Taylor polynomial of degree 2, 4, 8, 12 or 21, each evaluated in the fewest products,
 /// with nothing to divide by. The largest has three terms more, which come close to those of the series. Degree and
 /// scaling go by the norms of those powers of a that are computed anyway, and in large matrices by estimates for some
-/// higher ones, so that a matrix far from normal is not scaled down for its norm's sake. They go by a and d alone: the
+/// higher ones, so that a matrix far from normal is not scaled down for its norm's sake. They go by a and s alone: the
 /// top right block is linear in b.
 ///
 /// Sources: P. Bader, S. Blanes, F. Casas, "Computing the matrix exponential with an optimized Taylor polynomial
@@ -26,6 +24,6 @@ QorMathLA::Matrix<double> exponentialByApproximant(QorMathLA::Matrix<double> m);
 /// cancellation; norms of powers: A. H. Al-Mohy, N. J. Higham, "A new scaling and squaring algorithm for the matrix
 /// exponential", SIAM J. Matrix Anal. Appl. 31 (2009), 970-989. Cost: at most five products of order n, and one for
 /// each squaring.
-bool exponentialBySeries(int n, int m, double d, std::vector<double>& top);
+bool exponentialBySeries(int n, int m, double shift, double* top, int ldTop);
 
 }  // namespace qormath::decompositions
