@@ -6,10 +6,10 @@ namespace {
 
 Lanes findLanes() {
 #ifdef QORMATH_HAS_LANES
-    if (__builtin_cpu_supports("avx512f")) {
-        return Lanes::eight;
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma")) {
+        return Lanes::none;
     }
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") ? Lanes::four : Lanes::none;
+    return __builtin_cpu_supports("avx512f") ? Lanes::eight : Lanes::four;
 #else
     return Lanes::none;
 #endif

@@ -57,7 +57,7 @@ void expectTheProduct(Lanes lanes, Op opB, int m, int n, int k, double alpha, do
 TEST(ThinProduct, IsTheProductWhateverTheSizes) {
     NormalNumbers numbers(1);
     for (int n = 0; n <= 18; ++n) {
-        for (int m : {0, 1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 50}) {
+        for (int m : {0, 1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 24, 27, 50}) {
             for (int k : {0, 1, 2, 23, 24, 25, 48, 60}) {
                 for (Op opB : {Op::none, Op::transpose}) {
                     SCOPED_TRACE(std::to_string(m) + " by " + std::to_string(n) + ", inner size " + std::to_string(k) +
@@ -69,6 +69,26 @@ TEST(ThinProduct, IsTheProductWhateverTheSizes) {
                     }
                 }
             }
+        }
+    }
+}
+
+// Both sum in the order of the terms, a panel at a time.
+TEST(ThinProduct, IsTheSameToTheBitWithFourLanesAndEight) {
+    if (qormath::control_utility::lanesOfProcessor() < Lanes::eight) {
+        GTEST_SKIP() << "this processor has no eight lanes";
+    }
+    NormalNumbers numbers(2);
+    for (int n : {2, 5, 7, 10, 16}) {
+        for (int m : {1, 7, 15, 24, 61}) {
+            constexpr int k = 53;
+            const RawMatrix a = withPoisonBelow(m, k, 0, numbers);
+            const RawMatrix b = withPoisonBelow(k, n, 0, numbers);
+            const RawMatrix before = withPoisonBelow(m, n, 0, numbers);
+            RawMatrix byFour = before, byEight = before;
+            multiplyThin(Op::none, m, n, k, 0.7, a.data(), m, b.data(), k, 1.0, byFour.data(), m, Lanes::four);
+            multiplyThin(Op::none, m, n, k, 0.7, a.data(), m, b.data(), k, 1.0, byEight.data(), m, Lanes::eight);
+            EXPECT_EQ(byFour, byEight) << m << " by " << n;
         }
     }
 }

@@ -1,9 +1,8 @@
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
-#include <vector>
 
 #include <qormath/control/qor_math_control.hpp>
 #include <qormath/core/arithmetic.hpp>
@@ -248,6 +247,50 @@ TEST(ExponentialRoutes, TheTopRightBlockIsLinearInItsArgumentToTheBit) {
         expected *= factor;
         EXPECT_TRUE(identical(Matrix<double>(scaled(states, inputs), true), expected)) << exponent;
     }
+}
+
+/// [a b], with more rows below it that nobody may touch.
+Matrix<double> framedTop(const Matrix<double>& a, const Matrix<double>& b) {
+    Matrix<double> below(2, a.cols() + b.cols());
+    below.fill(notANumber);
+    return a.appendToRight(b).appendToBottom(below);
+}
+
+TEST(ExponentialRoutes, TheSeriesTakesAShiftOffAndLeavesTheRowsBelow) {
+    NormalNumbers numbers(5110);
+    for (const int n : {1, 5, 40}) {
+        for (const int m : {0, 3}) {
+            SCOPED_TRACE(testing::Message() << n << " states, " << m << " inputs");
+            Matrix<double> a = randomMatrix(n, n, numbers) * (0.8 / std::sqrt(n));
+            for (int k = 0; k < n; ++k) {
+                a(k, k) -= 1.5;
+            }
+            const Matrix<double> b = randomMatrix(n, m, numbers);
+            Matrix<double> top = framedTop(a, b);
+            ASSERT_TRUE(exponentialBySeries(n, m, -1.5, top.numericData(true), n + 2));
+            const Matrix<double> expected = exponentialByApproximant(whole(a, b, 0.0));
+            for (int j = 0; j < n + m; ++j) {
+                for (int i = 0; i < n; ++i) {
+                    // The two differ by some roundings of the norm, which is below that of the inputs.
+                    EXPECT_NEAR(top(i, j), expected(i, j), 200.0 * unitRoundoff * (1.0 + frobeniusNorm(b)));
+                }
+                EXPECT_TRUE(std::isnan(top(n, j)) && std::isnan(top(n + 1, j)));
+            }
+        }
+    }
+}
+
+TEST(ExponentialRoutes, TheSeriesTouchesNothingWhereItGivesNoResult) {
+    const Matrix<double> b = matrixOf({{1.0}, {2.0}});
+    const auto expectUntouched = [&](const Matrix<double>& a, double shift) {
+        const Matrix<double> before = framedTop(a, b);
+        Matrix<double> top(before, true);
+        EXPECT_FALSE(exponentialBySeries(2, 1, shift, top.numericData(true), 4));
+        EXPECT_EQ(std::memcmp(top.numericData(true), before.numericData(true), 12 * sizeof(double)), 0);
+    };
+    expectUntouched(matrixOf({{900, 1}, {0, 900}}), 900.0);     // the factor of the shift
+    expectUntouched(matrixOf({{0, 1e200}, {-1e200, 0}}), 0.0);  // a power
+    expectUntouched(matrixOf({{800, 1}, {0, -800}}), 0.0);      // the result
 }
 
 TEST(ExponentialRoutes, TheApproximantRunsWhereAPowerOverflows) {
