@@ -73,14 +73,15 @@ TEST(ThinProduct, IsTheProductWhateverTheSizes) {
     }
 }
 
-// Both sum in the order of the terms, a panel at a time.
+// Both sum in the order of the terms, a panel at a time. Rows that fill no vector of eight are left out: where the
+// other kernel has them in vectors, a compiler may fuse operations in one and not in the other.
 TEST(ThinProduct, IsTheSameToTheBitWithFourLanesAndEight) {
     if (qormath::control_utility::lanesOfProcessor() < Lanes::eight) {
         GTEST_SKIP() << "this processor has no eight lanes";
     }
     NormalNumbers numbers(2);
     for (int n : {2, 5, 7, 10, 16}) {
-        for (int m : {1, 7, 15, 24, 61}) {
+        for (int m : {8, 16, 24, 64}) {
             constexpr int k = 53;
             const RawMatrix a = withPoisonBelow(m, k, 0, numbers);
             const RawMatrix b = withPoisonBelow(k, n, 0, numbers);
