@@ -33,9 +33,9 @@ constexpr double epsilon = std::numeric_limits<double>::epsilon();
 /// Beyond this order the eigenvalues of a Gram matrix cost more than they save.
 constexpr int largestBoundedOrder = 16;
 
-/// Squares of elements, of a matrix with a largest element of about 1, that sum to less have lost too much to
-/// underflow.
-constexpr double smallestTrustedSquare = 1e-200;
+/// Sums of squares of elements, of a matrix with a largest element of about 1, below which a Gram matrix tells nothing:
+/// rotations square its elements once more, and those squares are to be well within the range of numbers.
+constexpr double smallestTrustedSquare = 1e-140;
 
 std::size_t index(int i) {
     return static_cast<std::size_t>(i);

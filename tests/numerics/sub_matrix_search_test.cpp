@@ -145,6 +145,19 @@ TEST(SubMatrixSearch, EqualsMeasuringAllAtExtremeScales) {
     }
 }
 
+// Beside one element so large, products of the squares of the others are below the range of numbers, or at its edge.
+TEST(SubMatrixSearch, EqualsMeasuringAllBesideOneElementThatIsLargerByFar) {
+    for (int exponent = 120; exponent <= 400; exponent += 20) {
+        SCOPED_TRACE(exponent);
+        test::NormalNumbers numbers(static_cast<std::uint64_t>(exponent));
+        for (int round = 0; round < 10; ++round) {
+            Matrix<double> gain = test::randomMatrix(3, 3, numbers);
+            gain(2, 0) = std::ldexp(gain(2, 0), exponent);
+            expectAllMeasured(gain);
+        }
+    }
+}
+
 TEST(SubMatrixSearch, EqualsMeasuringAllOfTheThreeByThreeSelectionsOfATwentyByTwelveGain) {
     test::NormalNumbers numbers(19);
     const Matrix<double> gain = test::randomMatrix(20, 12, numbers);
